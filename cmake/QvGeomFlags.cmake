@@ -1,0 +1,20 @@
+# Compile settings of this project's own targets; a consumer inherits the language level and nothing else.
+#
+# -ffp-contract=off is part of the behaviour, not a tuning choice: a fused multiply-add rounds once where the
+# code rounds twice, so cross(u, v) would no longer be exactly -cross(v, u), and the algorithms that end
+# because a quantity compares equal to itself after an edit would not end.
+function(qvgeom_compile_settings target)
+  target_compile_features(${target} PUBLIC cxx_std_20)
+  set_target_properties(${target} PROPERTIES
+    CXX_EXTENSIONS OFF
+    CXX_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON
+    POSITION_INDEPENDENT_CODE ON)
+  if(CMAKE_CXX_COMPILER_ID MATCHES "GNU|Clang")
+    # Sign conversions are everywhere where an int index meets a size_t container; the warning hides the
+    # narrowing ones that matter.
+    target_compile_options(${target} PRIVATE
+      -ffp-contract=off -Wall -Wextra -Wshadow -Wconversion -Wno-sign-conversion
+      $<$<BOOL:${QVGEOM_WERROR}>:-Werror>)
+  endif()
+endfunction()

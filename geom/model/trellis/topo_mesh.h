@@ -1,0 +1,321 @@
+#pragma once
+
+#include <compare>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "geom/model/keel/containers.h"
+#include "geom/model/keel/export.h"
+#include "geom/model/keel/reference.h"
+#include "geom/model/keel/vectors.h"
+
+namespace qvGeom {
+
+class TopoMesh;
+class TopoMeshEdge;
+class TopoMeshFace;
+class TopoMeshVertex;
+
+/// The records behind the handles. Callers hold handles; nothing outside the half-edge mesh reads these.
+namespace topo {
+
+struct Edge;
+struct Face;
+
+struct Vertex {
+  std::uint64_t number = 0;
+  bool alive = true;
+  Vertex* listPrev = nullptr;
+  Vertex* listNext = nullptr;
+  qvLinear::Point point;
+  Edge* first = nullptr;     // the fan that iteration sees is the one of this half-edge
+  Edge* outgoing = nullptr;  // ring of all half-edges that start here, of every fan; by age
+};
+
+struct Edge {
+  std::uint64_t number = 0;
+  bool alive = true;
+  Edge* listPrev = nullptr;
+  Edge* listNext = nullptr;
+  Vertex* start = nullptr;
+  Face* face = nullptr;
+  Edge* next = nullptr;
+  Edge* prev = nullptr;
+  Edge* twin = nullptr;
+  Edge* outPrev = nullptr;  // neighbours in the start's ring
+  Edge* outNext = nullptr;
+};
+
+struct Face {
+  std::uint64_t number = 0;
+  bool alive = true;
+  Face* listPrev = nullptr;
+  Face* listNext = nullptr;
+  Edge* first = nullptr;
+  int size = 0;  // half-edges of the cycle
+};
+
+/// What the three handles share. A handle is a pointer to a record that stays in place until its mesh dies,
+/// so that it can be asked for its number, and whether its element is alive, also after a deletion.
+///
+/// Handles order by creation number, null first: containers of handles iterate alike in every run.
+template <typename Record>
+class Handle {
+ public:
+  constexpr Handle() = default;
+  explicit constexpr Handle(Record* record) : record_(record) {}
+
+  explicit operator bool() const { return record_ != nullptr; }
+  /// Creation number, from 1, never given twice within a mesh; 0 for null.
+  std::uint64_t number() const { return record_ ? record_->number : 0; }
+  /// Not null and not deleted.
+  bool isAlive() const { return record_ && record_->alive; }
+
+  friend bool operator==(const Handle& a, const Handle& b) { return a.record_ == b.record_; }
+
+ protected:
+  friend class qvGeom::TopoMesh;
+  Record* record_ = nullptr;
+};
+
+}  // namespace topo
+
+/// Vertex of a TopoMesh.
+class QVGEOM_API TopoMeshVertex : public topo::Handle<topo::Vertex> {
+ public:
+  using Handle::Handle;
+
+  const qvLinear::Point& point() const { return record_->point; }
+  void setPoint(const qvLinear::Point& p) const { record_->point = p; }
+  /// Some outgoing half-edge; null for a vertex without faces.
+  TopoMeshEdge firstEdge() const;
+  /// Number of outgoing half-edges that TopoMeshEdgeVertexIterator visits: one fan's. At an inner vertex the
+  /// number of neighbours, at a boundary vertex one less.
+  int valence() const;
+  /// Whether the fan is open; true for a vertex without faces.
+  bool onBoundary() const;
+  /// The vertex created next among those alive; null at the end of the list.
+  TopoMeshVertex nextInMesh() const { return TopoMeshVertex(record_->listNext); }
+
+  friend auto operator<=>(const TopoMeshVertex& a, const TopoMeshVertex& b) {
+    return a.number() <=> b.number();
+  }
+};
+
+/// Directed half-edge of a face. There are no half-edges without a face: at a boundary the twin is null.
+class QVGEOM_API TopoMeshEdge : public topo::Handle<topo::Edge> {
+ public:
+  using Handle::Handle;
+
+  TopoMeshVertex start() const { return TopoMeshVertex(record_->start); }
+  TopoMeshVertex end() const { return TopoMeshVertex(record_->next->start); }
+  /// Successor and predecessor in the cycle of the face.
+  TopoMeshEdge next() const { return TopoMeshEdge(record_->next); }
+  TopoMeshEdge prev() const { return TopoMeshEdge(record_->prev); }
+  /// The opposite half-edge of the neighbouring face; null at a boundary.
+  TopoMeshEdge twin() const { return TopoMeshEdge(record_->twin); }
+  TopoMeshFace face() const;
+  /// The half-edge created next among those alive; null at the end. Not the successor in the face.
+  TopoMeshEdge nextInMesh() const { return TopoMeshEdge(record_->listNext); }
+
+  friend auto operator<=>(const TopoMeshEdge& a, const TopoMeshEdge& b) { return a.number() <=> b.number(); }
+};
+
+/// Polygonal face: a closed cycle of at least three half-edges.
+class QVGEOM_API TopoMeshFace : public topo::Handle<topo::Face> {
+ public:
+  using Handle::Handle;
+
+  /// After creation the half-edge that starts at the first vertex given.
+  TopoMeshEdge firstEdge() const { return TopoMeshEdge(record_->first); }
+  int numVertices() const { return record_->size; }
+  /// Mean of the corners.
+  qvLinear::Point centroid() const;
+  TopoMeshFace nextInMesh() const { return TopoMeshFace(record_->listNext); }
+
+  friend auto operator<=>(const TopoMeshFace& a, const TopoMeshFace& b) { return a.number() <=> b.number(); }
+};
+
+inline TopoMeshEdge TopoMeshVertex::firstEdge() const { return TopoMeshEdge(record_->first); }
+inline TopoMeshFace TopoMeshEdge::face() const { return TopoMeshFace(record_->face); }
+
+namespace topo {
+template <typename Record>
+class Pool;
+}
+
+/// Half-edge mesh for editing: polygons with directed half-edges, also non-manifold ones.
+///
+/// An editing operation either does all of its work and says so, or changes nothing and returns null or
+/// false. Handles that an operation does not name as removed stay valid and keep their twins unless stated.
+/// The lists of vertices, half-edges and faces are in order of creation. Handles of other meshes, of deleted
+/// elements and null ones are refused by every operation (the first are not recognised: do not mix meshes).
+///
+/// Two half-edges are neighbours only once they are twins; new faces have none. All fans of a vertex are
+/// known to `findEdge`, deletion and merging; iteration about a vertex sees the one fan of its first edge.
+///
+/// Reference counted, not copyable, one thread at a time. Records of deleted elements stay until the mesh
+/// dies, so memory follows the number of elements ever created.
+class QVGEOM_API TopoMesh : public qv::ReferenceCount {
+ public:
+  TopoMesh();
+  ~TopoMesh() override;
+  TopoMesh(const TopoMesh&) = delete;
+  TopoMesh& operator=(const TopoMesh&) = delete;
+
+  TopoMeshVertex firstVertex() const { return TopoMeshVertex(vertices_.head); }
+  TopoMeshEdge firstEdge() const { return TopoMeshEdge(edges_.head); }
+  TopoMeshFace firstFace() const { return TopoMeshFace(faces_.head); }
+  /// Living elements; half-edges are counted one by one.
+  int numVertices() const { return vertices_.count; }
+  int numEdges() const { return edges_.count; }
+  int numFaces() const { return faces_.count; }
+
+  TopoMeshVertex allocVertex(const qvLinear::Point& p);
+  /// A new face with half-edges a->b, b->c, c->a without twins, whatever edges exist already. Vertices may
+  /// repeat. Null if a vertex is.
+  TopoMeshFace allocTriangle(TopoMeshVertex a, TopoMeshVertex b, TopoMeshVertex c);
+  /// The same for any polygon; null for fewer than three vertices.
+  TopoMeshFace allocFace(const qv::vector<TopoMeshVertex>& corners);
+
+  /// Makes a and b twins of each other. Refused when they are one, when either has a twin, when their ends
+  /// are not opposite, or when they start where they end.
+  bool setTwins(TopoMeshEdge a, TopoMeshEdge b);
+
+  /// The half-edge from a to b in any fan of a, the oldest if there are several; null if none. O(half-edges
+  /// that start at a).
+  TopoMeshEdge findEdge(TopoMeshVertex a, TopoMeshVertex b) const;
+
+  /// Turns the diagonal of the two triangles at e. With e: q0->q1 in (q0, q1, q2) and its twin in (q1, q0,
+  /// q3), e then runs q2->q3 in (q3, q1, q2) and its twin q3->q2 in (q3, q2, q0): the same half-edges and
+  /// faces, so q1->q2 and q3->q1 lie in e's face, q2->q0 and q0->q3 in the twin's. Nothing is created,
+  /// deleted or moved in the lists; a second swap restores the diagonal with ends and faces exchanged.
+  /// Refused without a twin, when a side is no triangle or both are the same face, when q2 = q3, or when an
+  /// edge between q2 and q3 exists in either direction.
+  bool swapEdge(TopoMeshEdge e);
+
+  /// Cuts a triangle into three at a new vertex. The outer half-edges keep their identity and twins; f stays
+  /// as the face of its first edge. Null when f is no triangle.
+  TopoMeshVertex subdivideFace(TopoMeshFace f, const qvLinear::Point& p);
+  /// Cuts a face by the diagonal from the start of `from` to the start of `to`, two half-edges of it that are
+  /// not the same or adjacent. The face keeps the part with `from`, the other half-edges get a new face.
+  /// @return the new half-edge in the old face, whose twin lies in the new one; null when refused
+  TopoMeshEdge subdivideFace(TopoMeshEdge from, TopoMeshEdge to);
+  /// Puts a new vertex m on e: u->w. e becomes u->m and a new half-edge m->w follows it; the same on the
+  /// twin's side. The faces have one edge more each. Null when e is.
+  TopoMeshVertex subdivideEdge(TopoMeshEdge e, const qvLinear::Point& p);
+
+  /// Whether `deleteVertex` would do its work.
+  bool canDeleteVertex(TopoMeshVertex v) const;
+  /// Removes v in one of three cases and refuses all others:
+  /// - v is an inner vertex of a single fan of three triangles: its half-edges and two of the faces go; the
+  ///   three half-edges around keep their handles and twins and become the cycle of the returned face (the
+  ///   oldest of the three). Refused when the three neighbours across them are one face: two faces back to
+  ///   back would remain;
+  /// - v is the tip of an ear, a vertex of one triangle whose two sides there have no twins: v and the face
+  /// go,
+  ///   the opposite side's twin becomes a boundary; null is returned;
+  /// - v has no faces: v goes, null is returned.
+  TopoMeshFace deleteVertex(TopoMeshVertex v);
+
+  /// Moves one end of e onto the other, `keep`, which stays where it is. The faces of e go; the two remaining
+  /// sides of each become one edge: their outer half-edges are twins, or boundary. A face with more than
+  /// three edges loses e only. Refused when `keep` is no end of e, when the ends share a neighbour other than
+  /// the apexes of e's triangles, when e is an inner edge between two boundary vertices, when a triangle of e
+  /// has no twin on either of its other sides, or when the removed end has more than one fan.
+  bool contractEdge(TopoMeshEdge e, TopoMeshVertex keep);
+
+  /// Sews two boundary half-edges together: a's start and b's end become one vertex, a's, likewise a's end
+  /// and b's start, and a and b become twins. All half-edges of the removed vertices are re-hung, of every
+  /// fan; none, one or two vertices go. Refused when a = b or either has a twin, when a is or would become an
+  /// edge from a vertex to itself, or when vertices to be joined belong to one face already.
+  bool mergeVertices(TopoMeshEdge a, TopoMeshEdge b);
+
+  /// Checks every invariant in O(elements): lists and counts, closed face cycles of stated size, mutual and
+  /// opposite twins, rings of outgoing half-edges complete, first edges right.
+  /// @param fault receives the first fault found; may be null
+  bool validate(std::string* fault = nullptr) const;
+
+ private:
+  template <typename Record>
+  struct List {
+    Record* head = nullptr;
+    Record* tail = nullptr;
+    int count = 0;
+    std::uint64_t lastNumber = 0;
+    std::unique_ptr<topo::Pool<Record>> pool;
+
+    List();
+    ~List();
+    Record* append();
+    void remove(Record* record);
+  };
+
+  List<topo::Vertex> vertices_;
+  List<topo::Edge> edges_;
+  List<topo::Face> faces_;
+};
+
+/// Visits the outgoing half-edges of one fan about a vertex, from e to twin(prev(e)). A closed fan starts at
+/// the vertex's first edge, an open one at its half-edge without twin, so that all are met.
+///
+/// Visits as many half-edges as the fan had at the start. The half-edge it has left may be swapped away or
+/// edited: advance first, then edit.
+class QVGEOM_API TopoMeshEdgeVertexIterator {
+ public:
+  explicit TopoMeshEdgeVertexIterator(TopoMeshVertex v);
+
+  bool valid() const { return remaining_ > 0; }
+  TopoMeshEdge get() const { return edge_; }
+  void next();
+
+ private:
+  TopoMeshEdge edge_;
+  int remaining_ = 0;
+};
+
+/// Walks a boundary loop along its half-edges. At a vertex with several fans it stays with the fan that it
+/// came in by.
+class QVGEOM_API TopoMeshBoundaryIterator {
+ public:
+  TopoMeshBoundaryIterator() = default;
+  explicit TopoMeshBoundaryIterator(TopoMeshEdge e) { reset(e); }
+  explicit TopoMeshBoundaryIterator(TopoMeshVertex v) { reset(v); }
+
+  /// Stands on the boundary half-edge e; invalid when e is null, deleted or has a twin.
+  void reset(TopoMeshEdge e);
+  /// Stands on the boundary half-edge that leaves v in the fan of its first edge; invalid at an inner vertex.
+  void reset(TopoMeshVertex v);
+
+  bool valid() const { return static_cast<bool>(edge_); }
+  /// The current half-edge; it starts at the current vertex.
+  TopoMeshEdge get() const { return edge_; }
+  /// Advances along the loop. @return the new current half-edge; the walk closes when the first comes again
+  TopoMeshEdge nextEdge();
+  /// The boundary half-edges that enter and leave the current vertex within one fan. Only while valid.
+  void getPrevNextEdges(TopoMeshEdge& prev, TopoMeshEdge& next) const;
+
+ private:
+  TopoMeshEdge edge_;
+};
+
+}  // namespace qvGeom
+
+// Hashes follow the creation number, like the order.
+template <>
+struct std::hash<qvGeom::TopoMeshVertex> {
+  std::size_t operator()(const qvGeom::TopoMeshVertex& v) const {
+    return static_cast<std::size_t>(v.number());
+  }
+};
+template <>
+struct std::hash<qvGeom::TopoMeshEdge> {
+  std::size_t operator()(const qvGeom::TopoMeshEdge& e) const { return static_cast<std::size_t>(e.number()); }
+};
+template <>
+struct std::hash<qvGeom::TopoMeshFace> {
+  std::size_t operator()(const qvGeom::TopoMeshFace& f) const { return static_cast<std::size_t>(f.number()); }
+};
