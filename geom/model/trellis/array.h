@@ -62,8 +62,12 @@ class Array {
   /// As `resize`, but new elements have no defined value: for callers that write them all next.
   void resizeForOverwrite(int n) {
     n = std::max(n, 0);
-    if (n > capacity_) reallocate(n);
+    reserve(n);
     size_ = n;
+  }
+  /// Makes room for n elements, so that growing up to them cannot fail.
+  void reserve(int n) {
+    if (n > capacity_) reallocate(n);
   }
   /// Replaces the contents by n elements read from `source`, which may be null when n is 0.
   void assign(T const* source, int n) {

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "geom/model/keel/export.h"
+#include "geom/model/trellis/adjacency_records.h"
+#include "geom/model/trellis/array.h"
+#include "geom/model/trellis/compact_mesh.h"
+#include "geom/model/trellis/topo_mesh.h"
+
+namespace qvGeom {
+
+/// Counts the connected components; triangles that share a vertex are connected.
+/// Components are numbered from 0 in the order of their lowest triangle. O(V + T).
+/// @param adjTris         the record of this mesh
+/// @param vertexComponent null, or receives the component of each vertex, -1 for vertices without triangle
+/// @return the number of components
+QVGEOM_API int meshComponents(CompactMesh const& mesh, MeshAdjTris const& adjTris,
+                              Array<int>* vertexComponent);
+
+/// Counts the components of faces that are connected through twins; faces that share a vertex alone are
+/// apart. O(F log F).
+QVGEOM_API int meshComponents(TopoMesh& mesh);
+
+}  // namespace qvGeom

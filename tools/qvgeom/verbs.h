@@ -1,0 +1,20 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+
+#include "console.h"
+#include "exit_code.h"
+
+namespace tool {
+
+/// A verb of the program: its command line, and what it does once that was read.
+struct Verb {
+  CLI::App* app = nullptr;
+  std::function<ExitCode(Console&)> run;
+};
+
+Verb makeInfo(CLI::App& program);
+Verb makeConvert(CLI::App& program);
+
+}  // namespace tool
