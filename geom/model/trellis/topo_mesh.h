@@ -32,7 +32,7 @@ struct Vertex {
   Vertex* listNext = nullptr;
   qvLinear::Point point;
   Edge* first = nullptr;     // the fan that iteration sees is the one of this half-edge
-  Edge* outgoing = nullptr;  // ring of all half-edges that start here, of every fan; by age
+  Edge* outgoing = nullptr;  // ring of all half-edges that start here, of every fan, in no order that counts
 };
 
 struct Edge {
@@ -93,7 +93,7 @@ class QVGEOM_API TopoMeshVertex : public topo::Handle<topo::Vertex> {
   /// Some outgoing half-edge; null for a vertex without faces.
   TopoMeshEdge firstEdge() const;
   /// Number of outgoing half-edges that TopoMeshEdgeVertexIterator visits: one fan's. At an inner vertex the
-  /// number of neighbours, at a boundary vertex one less.
+  /// number of neighbours, at a boundary vertex one less; 0 without faces.
   int valence() const;
   /// Whether the fan is open; true for a vertex without faces.
   bool onBoundary() const;
@@ -150,12 +150,16 @@ class Pool;
 /// Half-edge mesh for editing: polygons with directed half-edges, also non-manifold ones.
 ///
 /// An editing operation either does all of its work and says so, or changes nothing and returns null or
-/// false. Handles that an operation does not name as removed stay valid and keep their twins unless stated.
-/// The lists of vertices, half-edges and faces are in order of creation. Handles of other meshes, of deleted
-/// elements and null ones are refused by every operation (the first are not recognised: do not mix meshes).
+/// false; the same holds when memory runs out. Handles that an operation does not name as removed stay valid
+/// and keep their twins unless stated. The lists of vertices, half-edges and faces are in order of creation.
+/// Null handles and those of deleted elements are refused by every operation; those of another mesh are not
+/// recognised: do not mix meshes. What a deleted element was linked to is no longer told: of such a handle
+/// ask nothing but `number` and `isAlive`.
 ///
 /// Two half-edges are neighbours only once they are twins; new faces have none. All fans of a vertex are
 /// known to `findEdge`, deletion and merging; iteration about a vertex sees the one fan of its first edge.
+/// A first edge that is lost is followed by another of the same fan, and by the oldest half-edge of another
+/// fan only when its own is gone.
 ///
 /// Reference counted, not copyable, one thread at a time. Records of deleted elements stay until the mesh
 /// dies, so memory follows the number of elements ever created.
@@ -201,11 +205,13 @@ class QVGEOM_API TopoMesh : public qv::ReferenceCount {
   /// as the face of its first edge. Null when f is no triangle.
   TopoMeshVertex subdivideFace(TopoMeshFace f, const qvLinear::Point& p);
   /// Cuts a face by the diagonal from the start of `from` to the start of `to`, two half-edges of it that are
-  /// not the same or adjacent. The face keeps the part with `from`, the other half-edges get a new face.
+  /// not the same or adjacent and start at different vertices. The face keeps the part with `from`, the other
+  /// half-edges get a new face.
   /// @return the new half-edge in the old face, whose twin lies in the new one; null when refused
   TopoMeshEdge subdivideFace(TopoMeshEdge from, TopoMeshEdge to);
   /// Puts a new vertex m on e: u->w. e becomes u->m and a new half-edge m->w follows it; the same on the
-  /// twin's side. The faces have one edge more each. Null when e is.
+  /// side of the twin, which becomes w->m. Each of the four is then the twin of the one it lies against, so e
+  /// and its former twin both have a new twin. The faces have one edge more each. Null when e is.
   TopoMeshVertex subdivideEdge(TopoMeshEdge e, const qvLinear::Point& p);
 
   /// Whether `deleteVertex` would do its work.
@@ -216,22 +222,27 @@ class QVGEOM_API TopoMesh : public qv::ReferenceCount {
   ///   oldest of the three). Refused when the three neighbours across them are one face: two faces back to
   ///   back would remain;
   /// - v is the tip of an ear, a vertex of one triangle whose two sides there have no twins: v and the face
-  /// go,
-  ///   the opposite side's twin becomes a boundary; null is returned;
+  ///   go, the opposite side's twin becomes a boundary; null is returned. A triangle on its own leaves its
+  ///   other two corners without faces;
   /// - v has no faces: v goes, null is returned.
   TopoMeshFace deleteVertex(TopoMeshVertex v);
 
-  /// Moves one end of e onto the other, `keep`, which stays where it is. The faces of e go; the two remaining
-  /// sides of each become one edge: their outer half-edges are twins, or boundary. A face with more than
-  /// three edges loses e only. Refused when `keep` is no end of e, when the ends share a neighbour other than
-  /// the apexes of e's triangles, when e is an inner edge between two boundary vertices, when a triangle of e
-  /// has no twin on either of its other sides, or when the removed end has more than one fan.
+  /// Moves one end of e onto the other, `keep`, which stays where it is. The triangles of e go; the two
+  /// remaining sides of each become one edge: their outer half-edges are twins, or boundary. A face with more
+  /// than three edges loses e only. Refused
+  /// - when `keep` is no end of e, or e runs from a vertex to itself;
+  /// - when e is an inner edge between two boundary vertices, or the removed end has more than one fan;
+  /// - when a triangle of e has no twin on either of its other sides;
+  /// - when the ends share a neighbour other than the apexes of e's triangles, or these have the same apex;
+  /// - when a face would come to repeat a vertex: one of e that already repeats an end, or one beside it that
+  ///   has both ends;
+  /// - when two triangles, one at each end, would come to lie upon each other, as in a tetrahedron.
   bool contractEdge(TopoMeshEdge e, TopoMeshVertex keep);
 
   /// Sews two boundary half-edges together: a's start and b's end become one vertex, a's, likewise a's end
   /// and b's start, and a and b become twins. All half-edges of the removed vertices are re-hung, of every
   /// fan; none, one or two vertices go. Refused when a = b or either has a twin, when a is or would become an
-  /// edge from a vertex to itself, or when vertices to be joined belong to one face already.
+  /// edge from a vertex to itself, or when two different vertices to be joined belong to one face already.
   bool mergeVertices(TopoMeshEdge a, TopoMeshEdge b);
 
   /// Checks every invariant in O(elements): lists and counts, closed face cycles of stated size, mutual and
@@ -250,9 +261,17 @@ class QVGEOM_API TopoMesh : public qv::ReferenceCount {
 
     List();
     ~List();
-    Record* append();
-    void remove(Record* record);
+    void reserve(int more);       // the next `more` appends cannot fail
+    Record* append();             // needs `reserve`
+    void remove(Record* record);  // the record stays in the pool, marked as deleted
   };
+
+  TopoMeshFace newFace(const TopoMeshVertex* corners, int numCorners);
+  topo::Edge* newEdge(topo::Vertex* start, topo::Face* face);
+  void removeEdge(topo::Edge* edge, topo::Edge* sameFan);
+  TopoMeshFace removeInnerVertex(topo::Vertex* vertex);
+  void removeEar(topo::Vertex* vertex);
+  void collapseSide(topo::Edge* edge);
 
   List<topo::Vertex> vertices_;
   List<topo::Edge> edges_;
@@ -262,8 +281,8 @@ class QVGEOM_API TopoMesh : public qv::ReferenceCount {
 /// Visits the outgoing half-edges of one fan about a vertex, from e to twin(prev(e)). A closed fan starts at
 /// the vertex's first edge, an open one at its half-edge without twin, so that all are met.
 ///
-/// Visits as many half-edges as the fan had at the start. The half-edge it has left may be swapped away or
-/// edited: advance first, then edit.
+/// Visits at most as many half-edges as the fan had at the start. The half-edge it has left may be swapped
+/// away or edited: advance first, then edit. Ends early when the half-edge it stands on has been deleted.
 class QVGEOM_API TopoMeshEdgeVertexIterator {
  public:
   explicit TopoMeshEdgeVertexIterator(TopoMeshVertex v);
@@ -278,7 +297,7 @@ class QVGEOM_API TopoMeshEdgeVertexIterator {
 };
 
 /// Walks a boundary loop along its half-edges. At a vertex with several fans it stays with the fan that it
-/// came in by.
+/// came in by. A loop closes after at most as many steps as the mesh has half-edges.
 class QVGEOM_API TopoMeshBoundaryIterator {
  public:
   TopoMeshBoundaryIterator() = default;
@@ -293,9 +312,10 @@ class QVGEOM_API TopoMeshBoundaryIterator {
   bool valid() const { return static_cast<bool>(edge_); }
   /// The current half-edge; it starts at the current vertex.
   TopoMeshEdge get() const { return edge_; }
-  /// Advances along the loop. @return the new current half-edge; the walk closes when the first comes again
+  /// Advances along the loop; invalid when the half-edge it stands on was deleted or has become an inner one.
+  /// @return the new current half-edge, null when invalid; the walk closes when the first comes again
   TopoMeshEdge nextEdge();
-  /// The boundary half-edges that enter and leave the current vertex within one fan. Only while valid.
+  /// The boundary half-edges that enter and leave the current vertex within one fan; null when invalid.
   void getPrevNextEdges(TopoMeshEdge& prev, TopoMeshEdge& next) const;
 
  private:
