@@ -296,7 +296,7 @@ constexpr auto kPairs = [] {
 // Lays out `digits` (6 or 10, an even number) significant digits n with the first at 10^exponent, as "%g"
 // does.
 char* layOut(char* p, std::uint64_t n, int digits, int exponent) {
-  char text[16];
+  char text[16] = {};
   for (int i = digits - 2; i >= 0; i -= 2, n /= 100) std::memcpy(text + i, kPairs.text + 2 * (n % 100), 2);
   int used = digits;
   while (used > 1 && text[used - 1] == '0') --used;

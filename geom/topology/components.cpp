@@ -1,6 +1,7 @@
 #include "geom/topology/components.h"
 
 #include <algorithm>
+#include <numeric>
 
 #include "geom/model/keel/channels.h"
 #include "geom/model/keel/containers.h"
@@ -10,70 +11,54 @@ namespace qvGeom {
 
 namespace {
 
-class Flood {
+// Sets of vertices that are joined by triangles, as trees towards the lowest vertex of each.
+// Triangles that share a vertex are connected, so this is the flood over triangles without its jumps through
+// memory: one pass in storage order joins, another one numbers.
+class JoinedVertices {
  public:
-  Flood(CompactMesh const& mesh, MeshAdjTris const& adjTris, Array<int>* vertexComponent)
-      : triangles_(mesh.getTriangles()),
-        numTriangles_(mesh.getNumTriangles()),
-        adjTris_(adjTris),
-        component_(vertexComponent ? vertexComponent->data() : nullptr),
-        visited_(numTriangles_),
-        exhausted_(mesh.getNumVertices()) {
-    stack_.resizeForOverwrite(numTriangles_);
+  explicit JoinedVertices(int n) {
+    parent_.resizeForOverwrite(n);
+    std::iota(parent_.begin(), parent_.end(), 0);
   }
 
-  int run() {
-    int components = 0;
-    for (int t = 0; t < numTriangles_; ++t) {
-      if (visited_.test(t)) continue;
-      push(t);
-      while (top_ > 0) spread(stack_[--top_], components);
-      ++components;
-    }
-    return components;
+  int root(int v) {
+    while (parent_[v] != v) v = parent_[v] = parent_[parent_[v]];
+    return v;
+  }
+  void join(int a, int b) {
+    a = root(a);
+    b = root(b);
+    if (a != b) parent_[std::max(a, b)] = std::min(a, b);
   }
 
  private:
-  // Marked when pushed, so that each triangle is pushed once and the stack never holds more than there are.
-  void push(int t) {
-    visited_.setBit(t);
-    stack_[top_++] = t;
-  }
-
-  void spread(int t, int component) {
-    for (const int v : triangles_[t].v) {
-      // The triangles around a vertex are all marked after the first visit; the other corners there have
-      // nothing left to push.
-      if (exhausted_.test(v)) continue;
-      exhausted_.setBit(v);
-      if (component_) component_[v] = component;
-      int const* tris = adjTris_.triIndices(v);
-      for (int k = adjTris_.numTris(v); k > 0; --k, ++tris)
-        if (!visited_.test(*tris)) push(*tris);
-    }
-  }
-
-  MeshTriangle const* triangles_;
-  int numTriangles_;
-  MeshAdjTris const& adjTris_;
-  int* component_;
-  BitVector visited_;
-  BitVector exhausted_;  // vertices
-  Array<int> stack_;
-  int top_ = 0;
+  Array<int> parent_;
 };
 
 }  // namespace
 
-int meshComponents(CompactMesh const& mesh, MeshAdjTris const& adjTris, Array<int>* vertexComponent) {
+int meshComponents(CompactMesh const& mesh, MeshAdjTris const&, Array<int>* vertexComponent) {
   debugChannel().print("meshComponents(): %d triangles\n", mesh.getNumTriangles());
   qvOS::StopWatch watch;
   watch.start();
-  if (vertexComponent) {
-    vertexComponent->resizeForOverwrite(mesh.getNumVertices());
-    std::fill(vertexComponent->begin(), vertexComponent->end(), -1);
+  const int n = mesh.getNumVertices();
+  MeshTriangle const* triangles = mesh.getTriangles();
+  JoinedVertices joined(n);
+  for (int t = 0; t < mesh.getNumTriangles(); ++t) {
+    joined.join(triangles[t][0], triangles[t][1]);
+    joined.join(triangles[t][0], triangles[t][2]);
   }
-  const int components = Flood(mesh, adjTris, vertexComponent).run();
+  Array<int> component;
+  component.resizeForOverwrite(n);
+  std::fill(component.begin(), component.end(), -1);
+  int components = 0;
+  for (int t = 0; t < mesh.getNumTriangles(); ++t) {
+    int& ofRoot = component[joined.root(triangles[t][0])];
+    if (ofRoot < 0) ofRoot = components++;
+    const int number = ofRoot;
+    for (const int v : triangles[t].v) component[v] = number;
+  }
+  if (vertexComponent) vertexComponent->swap(component);
   debugChannel().print("%d components: %f s\n", components, watch.stop());
   return components;
 }

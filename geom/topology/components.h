@@ -9,7 +9,8 @@
 namespace qvGeom {
 
 /// Counts the connected components; triangles that share a vertex are connected.
-/// Components are numbered from 0 in the order of their lowest triangle. O(V + T).
+/// Components are numbered from 0 in the order of their lowest triangle.
+/// O((V + T) log V) at worst, linear in practice.
 /// @param adjTris         the record of this mesh
 /// @param vertexComponent null, or receives the component of each vertex, -1 for vertices without triangle
 /// @return the number of components

@@ -103,7 +103,7 @@ class PendingFile {
       written_ = target_.string();
       descriptor_ = ::open(written_.c_str(), O_WRONLY | O_CLOEXEC);
     } else {
-      written_ = (target_.parent_path() / ("." + target_.filename().string() + ".XXXXXX")).string();
+      written_ = (target_.parent_path() / temporaryName(target_)).string();
       descriptor_ = ::mkstemp(written_.data());
     }
     if (descriptor_ < 0) failWriting(shown_, errno);
@@ -140,6 +140,10 @@ class PendingFile {
     std::error_code error;
     const fs::path real = fs::canonical(path, error);
     return error ? fs::path(path) : real;
+  }
+  static std::string temporaryName(const fs::path& target) {
+    std::string name(1, '.');
+    return name.append(target.filename().string()).append(".XXXXXX");
   }
   static mode_t defaultMode() {
     const mode_t mask = ::umask(0);
