@@ -11,15 +11,18 @@ namespace Boundary {
 
 namespace {
 
-// The vertex after v, as findEdge; apart from it so that the walk can inline it.
+// As findEdge; apart from it so that the walk can inline it.
 inline int following(int v, const MeshTriangle& t) {
   return t[0] == v ? t[1] : t[1] == v ? t[2] : t[2] == v ? t[0] : -1;
 }
 
 inline bool runs(int a, int b, MeshTriangle const* triangles, MeshAdjTris const& adjTris) {
   int const* tris = adjTris.triIndices(a);
-  for (int k = adjTris.numTris(a); k > 0; --k, ++tris)
-    if (following(a, triangles[*tris]) == b) return true;
+  // All three edges: with a repeated corner the first one equal to a is not the only one.
+  for (int k = adjTris.numTris(a); k > 0; --k, ++tris) {
+    const MeshTriangle& t = triangles[*tris];
+    if ((t[0] == a && t[1] == b) || (t[1] == a && t[2] == b) || (t[2] == a && t[0] == b)) return true;
+  }
   return false;
 }
 
