@@ -32,5 +32,6 @@
 #include "geom/model/trellis/octree_records.h"
 #include "geom/model/trellis/polyline.h"
 #include "geom/model/trellis/quadtree.h"
+#include "geom/model/trellis/spatial_tree.h"
 #include "geom/model/trellis/topo_mesh.h"
 #include "geom/version.h"
