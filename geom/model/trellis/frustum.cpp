@@ -1,6 +1,8 @@
 #include "geom/model/trellis/frustum.h"
 
+#include <cmath>
 #include <initializer_list>
+#include <limits>
 
 #include "geom/model/keel/tolerances.h"
 
@@ -29,11 +31,21 @@ Point centroid(const Point* points) {
   return Point() + sum;
 }
 
+double largestCoordinate(std::initializer_list<const Point*> points) {
+  double largest = 0;
+  for (const Point* p : points)
+    for (const double x : p->c) largest = std::fmax(largest, std::fabs(x));
+  return largest;
+}
+
 Plane facePlane(const Point& a, const Point& b, const Point& c, const Point& d, const Point& inside) {
   // The two mean edges, not the diagonals: those of a face much longer than wide are all but parallel.
   const Vector across = (b - a) + (c - d);
   const Vector along = (d - a) + (c - b);
-  if (isParallel(across, along, qvLinear::parallelTol)) return Plane(a, Normal());
+  const double rounding = 16 * std::numeric_limits<double>::epsilon() * largestCoordinate({&a, &b, &c, &d});
+  const bool isSpanned = length(across) > rounding && length(along) > rounding &&
+                         !isParallel(across, along, qvLinear::parallelTol);
+  if (!isSpanned) return Plane(a, Normal());
   Vector normal = cross(across, along);
   if (dot(normal, (a - inside) + (b - inside) + (c - inside) + (d - inside)) < 0) normal.reverse();
   // Through the outermost corner: a warped face then has none of its own corners outside.
