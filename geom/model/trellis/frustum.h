@@ -19,6 +19,7 @@ class QVGEOM_API Frustum {
   /// The cube from (-1, -1, -1) to (1, 1, 1), looking along +z.
   Frustum();
   /// A side whose corners span no plane (a pyramid's tip) gets a zero normal, which no point is outside of.
+  /// The plane of a warped side passes through the outermost of its corners.
   explicit Frustum(const qvLinear::Point (&corners)[kNumCorners]);
 
   const qvLinear::Point& corner(int i) const { return corners_[i]; }
