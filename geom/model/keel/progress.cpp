@@ -15,9 +15,10 @@ Progress::~Progress() {
 }
 
 void Progress::set(double fraction) {
-  // Written so that NaN fails the test.
-  if (!(fraction > fraction_)) return;
-  fraction_ = std::min(fraction, 1.0);
+  // Written so that NaN fails the test, and that whatever lies past 1 is heard once.
+  const double reached = std::min(fraction, 1.0);
+  if (!(reached > fraction_)) return;
+  fraction_ = reached;
   if (callback_) callback_(fraction_, caption_.c_str());
   if (parent_) parent_->set(parentStart_ + fraction_ * parentShare_);
 }
