@@ -9,23 +9,57 @@
 
 namespace qvOS {
 
+namespace {
+
+// Holds a sink and lets one message through at a time. A host's sink may itself come back here, by way of an
+// event loop for instance: it may replace the sink, and messages that it causes are dropped, since they
+// could only wait for themselves or recur without end.
+template <typename... Args>
+class Gate {
+ public:
+  using Sink = std::function<void(Args...)>;
+
+  void setSink(Sink sink) {
+    auto shared = sink ? std::make_shared<const Sink>(std::move(sink)) : nullptr;
+    const std::lock_guard lock(mutex_);
+    connected_.store(shared != nullptr, std::memory_order_release);
+    sink_.swap(shared);  // the old one dies when nobody holds the lock
+  }
+  bool connected() const { return connected_.load(std::memory_order_acquire); }
+  void send(Args... args) {
+    const std::lock_guard lock(mutex_);
+    if (sending_ || !sink_) return;
+    const std::shared_ptr<const Sink> current = sink_;
+    sending_ = true;
+    const Sending sending{sending_};
+    (*current)(args...);
+  }
+
+ private:
+  struct Sending {
+    bool& flag;
+    ~Sending() { flag = false; }
+  };
+
+  std::atomic<bool> connected_{false};
+  std::recursive_mutex mutex_;  // guards what follows
+  bool sending_ = false;
+  std::shared_ptr<const Sink> sink_;
+};
+
+}  // namespace
+
 struct DebugChannel::State {
-  std::atomic<bool> connected{false};
-  std::mutex mutex;
-  Sink sink;
+  Gate<char const*> gate;
 };
 
 DebugChannel::DebugChannel() : state_(std::make_unique<State>()) {}
 DebugChannel::~DebugChannel() = default;
 
-void DebugChannel::setSink(Sink sink) {
-  const std::lock_guard lock(state_->mutex);
-  state_->connected.store(static_cast<bool>(sink), std::memory_order_release);
-  state_->sink = std::move(sink);
-}
+void DebugChannel::setSink(Sink sink) { state_->gate.setSink(std::move(sink)); }
 
 void DebugChannel::print(char const* format, ...) {
-  if (!state_->connected.load(std::memory_order_acquire)) return;
+  if (!state_->gate.connected()) return;
   va_list args;
   va_start(args, format);
   va_list measured;
@@ -35,13 +69,11 @@ void DebugChannel::print(char const* format, ...) {
   std::string text(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');
   if (length > 0) std::vsnprintf(text.data(), text.size() + 1, format, args);
   va_end(args);
-  const std::lock_guard lock(state_->mutex);
-  if (state_->sink) state_->sink(text.c_str());
+  state_->gate.send(text.c_str());
 }
 
 struct AppOutput::State {
-  std::mutex mutex;
-  Sink sink;
+  Gate<Level, char const*> gate;
 };
 
 AppOutput::AppOutput() : state_(std::make_unique<State>()) {}
@@ -52,18 +84,12 @@ AppOutput& AppOutput::getInstance() {
   return instance;
 }
 
-void AppOutput::setSink(Sink sink) {
-  const std::lock_guard lock(state_->mutex);
-  state_->sink = std::move(sink);
-}
+void AppOutput::setSink(Sink sink) { state_->gate.setSink(std::move(sink)); }
 
 void AppOutput::info(char const* text) { send(Level::info, text); }
 void AppOutput::error(char const* text) { send(Level::error, text); }
 
-void AppOutput::send(Level level, char const* text) {
-  const std::lock_guard lock(state_->mutex);
-  if (state_->sink) state_->sink(level, text);
-}
+void AppOutput::send(Level level, char const* text) { state_->gate.send(level, text ? text : ""); }
 
 }  // namespace qvOS
 

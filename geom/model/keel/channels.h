@@ -28,7 +28,7 @@ class QVGEOM_API DebugChannel {
   /// a message that is under way goes to the sink it started with.
   void setSink(Sink sink);
   /// One message, complete with its own line ends. The sink is called on this thread, by one thread at a
-  /// time; it must not print on the channel itself.
+  /// time. It may set another sink; what is printed while it runs, by itself, is dropped.
   void print(char const* format, ...) QVGEOM_PRINTF(2, 3);
 
  private:
@@ -36,7 +36,8 @@ class QVGEOM_API DebugChannel {
   std::unique_ptr<State> state_;
 };
 
-/// Messages meant for the user of the application. Text is taken as it is: a percent sign is data.
+/// Messages meant for the user of the application. Text is taken as it is: a percent sign is data, and null
+/// counts as empty. The rules for sinks are those of DebugChannel.
 class QVGEOM_API AppOutput {
  public:
   enum class Level { info, error };

@@ -56,7 +56,8 @@ bool readFile(const Filename& file, FileContents& contents) {
   return readStream(stream.get(), sizeHint(name), contents);
 }
 
-OutputFile::OutputFile(const Filename& file) : stream_(std::fopen(file.text().asMultibyte(), "w")) {
+OutputFile::OutputFile(const Filename& file)
+    : stream_(std::fopen(file.text().asMultibyte(), "w")), good_(stream_ != nullptr) {
   if (stream_) std::setvbuf(stream_, nullptr, _IONBF, 0);
 }
 
@@ -68,8 +69,7 @@ void OutputFile::write(std::string_view text) {
 }
 
 bool OutputFile::close() {
-  if (!stream_) return false;
-  if (std::fclose(std::exchange(stream_, nullptr)) != 0) good_ = false;
+  if (stream_ && std::fclose(std::exchange(stream_, nullptr)) != 0) good_ = false;
   return good_;
 }
 

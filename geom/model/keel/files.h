@@ -55,12 +55,13 @@ class QVGEOM_API OutputFile {
 
   bool isOpen() const { return stream_ != nullptr; }
   void write(std::string_view text);
-  /// Flushes and closes; false if any byte since opening failed to reach the file.
+  /// Flushes and closes; false if the file could not be opened or any byte failed to reach it. Calling again
+  /// gives the same answer.
   bool close();
 
  private:
   std::FILE* stream_;
-  bool good_ = true;
+  bool good_;
 };
 
 }  // namespace qvOS

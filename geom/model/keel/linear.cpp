@@ -16,11 +16,11 @@ bool isFinite(const Point& p) { return std::isfinite(p[0]) && std::isfinite(p[1]
 }  // namespace
 
 double angle(const Vector& u, const Vector& v) {
-  const double across = length(cross(u, v));
-  const double along = dot(u, v);
-  if (std::isfinite(across) && std::isfinite(along) && across + std::fabs(along) > 0)
-    return std::atan2(across, along);
-  // Squares that left the range, or no angle at all.
+  // The length of the cross product squares products of components: it drops to 0 long before the dot product
+  // does, and every angle would be 0 or pi.
+  constexpr double kLargest = 1e200;
+  const double size2 = length2(u) * length2(v);
+  if (size2 > 1 / kLargest && size2 < kLargest) return std::atan2(length(cross(u, v)), dot(u, v));
   Vector a = u;
   Vector b = v;
   if (!a.normalize() || !b.normalize()) return 0;
@@ -39,7 +39,7 @@ bool Plane::isValid() const {
 
 Point intersect(const Line& line, const Plane& plane, bool& ok, double tol) {
   const double along = dot(plane.normal, line.direction);
-  ok = std::fabs(along) > tol * length(line.direction);
+  ok = along * along > tol * length2(line.direction);
   if (!ok) return line.origin;
   const Point p = line.eval(-plane.eval(line.origin) / along);
   ok = isFinite(p);
@@ -144,6 +144,21 @@ AffineMatrix scaledLinearPart(const AffineMatrix& a, double largest) {
   return s;
 }
 
+// Determinant of the linear part, or 0 where rounding drowns it. The six products that it sums are the
+// measure: unlike a fixed bound, they follow every scaling of rows and columns, so that a map that stretches
+// one axis a million times is still told from a flat one.
+double reliableDeterminant(const AffineMatrix& a) {
+  constexpr double kRounding = 1e-15;
+  double products = 0;
+  for (int c = 0; c < 3; ++c) {
+    const int d = (c + 1) % 3;
+    const int e = (c + 2) % 3;
+    products += std::fabs(a.m[0][c]) * (std::fabs(a.m[1][d] * a.m[2][e]) + std::fabs(a.m[1][e] * a.m[2][d]));
+  }
+  const double det = a.determinant();
+  return std::fabs(det) > kRounding * products ? det : 0;
+}
+
 bool allFinite(const AffineMatrix& a) {
   for (const auto& row : a.m)
     for (const double e : row)
@@ -161,7 +176,7 @@ AffineMatrix AffineMatrix::inverse(bool* ok) const {
   const double largest = largestLinearEntry(*this);
   if (!(largest > 0) || !std::isfinite(largest)) return fail();
   const AffineMatrix s = scaledLinearPart(*this, largest);
-  const double det = s.determinant();
+  const double det = reliableDeterminant(s);
   if (det == 0) return fail();
   double k[3][3];
   cofactors(s, k);
@@ -186,23 +201,29 @@ AffineMatrix AffineMatrix::normalMatrix() const {
     for (int c = 0; c < 3; ++c) n.m[r][c] = k[r][c];
   const double largest = largestLinearEntry(n);
   if (!(largest > 0) || !std::isfinite(largest)) return {};
-  // A mirroring map turns the cofactors round; the sign brings them back.
-  const double factor = s.determinant() < 0 ? -largest : largest;
+  // A mirroring map turns the cofactors round; the sign brings them back. A flat one has no sign of its own.
+  const double factor = reliableDeterminant(s) < 0 ? -largest : largest;
   for (int r = 0; r < 3; ++r)
     for (int c = 0; c < 3; ++c) n.m[r][c] /= factor;
-  return n;
+  return allFinite(n) ? n : AffineMatrix();
 }
 
 AffineMatrix AffineMatrix::rotate(const Vector& from, const Vector& to) {
   Vector a = from;
   Vector b = to;
   if (!a.normalize() || !b.normalize()) return {};
+  // Below this sine (squared) the cross product is nothing but rounding, and so is the mistake of taking the
+  // directions for equal or opposite.
+  constexpr double kNoAxis2 = 1e-30;
   Vector axis = cross(a, b);
-  // Nearly opposite directions leave the axis to rounding.
-  if (!(length2(axis) > epsilon2Tol) || !axis.normalize()) {
+  // Between nearly opposite directions rounding tilts the axis, and half a turn about a tilted axis misses
+  // `b` by twice the tilt.
+  axis -= dot(axis, a) * a;
+  if (!(length2(axis) > kNoAxis2)) {
     if (dot(a, b) > 0) return {};
     axis = a.orthogonalVector();
   }
+  axis.normalize();
   const double turn = angle(a, b);
   AffineMatrix r;
   for (int i = 0; i < 3; ++i) {

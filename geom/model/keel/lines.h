@@ -62,8 +62,9 @@ constexpr Point project(const Point& p, const Line& line) { return line.eval(pro
 /// Whether `p` lies more than `tol` on the positive side.
 constexpr bool isAbove(const Point& p, const Plane& plane, double tol) { return plane.eval(p) > tol; }
 
-/// Where a line meets a plane. A line whose direction makes a sine of at most `tol` with the plane counts as
-/// parallel: `ok` is false and the line's origin is returned, so that the point is finite in any case.
+/// Where a line meets a plane. When the squared cosine between direction and normal is at most `tol`, the
+/// line counts as parallel: `ok` is false and its origin is returned, so that the point is finite in any
+/// case.
 QVGEOM_API Point intersect(const Line& line, const Plane& plane, bool& ok, double tol);
 
 /// The line common to two planes, with a unit direction along cross(a.normal, b.normal) and its origin at the

@@ -80,7 +80,8 @@ struct QVGEOM_API AffineMatrix : BasicAffineMatrix<double> {
   AffineMatrix inverse(bool* ok) const;
   /// The map for normals: the inverse transpose of the linear part up to a positive factor, without
   /// translation. Made of cofactors divided by the largest of them, so it is finite for singular maps and its
-  /// size does not depend on the scale of this one. A linear part without cofactors gives the identity.
+  /// size does not depend on the scale of this one. A linear part without cofactors, or not finite, gives the
+  /// identity.
   AffineMatrix normalMatrix() const;
   /// The shortest turn that takes direction `from` to direction `to`; for opposite directions half a turn
   /// about some perpendicular axis; the identity when either has no direction.

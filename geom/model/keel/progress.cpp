@@ -1,7 +1,6 @@
 #include "geom/model/keel/progress.h"
 
 #include <algorithm>
-#include <cmath>
 #include <utility>
 
 namespace qvUtil {
@@ -16,9 +15,10 @@ Progress::~Progress() {
 }
 
 void Progress::set(double fraction) {
-  // Written so that NaN fails the test.
-  if (!(fraction > fraction_)) return;
-  fraction_ = std::min(fraction, 1.0);
+  // Written so that NaN fails the test, and that whatever lies past 1 is heard once.
+  const double reached = std::min(fraction, 1.0);
+  if (!(reached > fraction_)) return;
+  fraction_ = reached;
   if (callback_) callback_(fraction_, caption_.c_str());
   if (parent_) parent_->set(parentStart_ + fraction_ * parentShare_);
 }
@@ -33,14 +33,16 @@ void Progress::subPhase(double share, Progress& child) {
   if (this == &child || descendsFrom(child)) return;
   child.detach();
   const double start = std::max(fraction_, opened_);
-  const double width = std::isfinite(share) ? std::clamp(share, 0.0, 1.0 - start) : 0.0;
+  // Written so that NaN fails the test.
+  const double width = share > 0 ? std::min(share, 1.0 - start) : 0.0;
+  // First, since it alone can fail: afterwards each of the two knows the other.
+  children_.push_back(&child);
   opened_ = start + width;
   child.parent_ = this;
   child.parentStart_ = start;
   child.parentShare_ = width;
   child.fraction_ = 0;
   child.opened_ = 0;
-  children_.push_back(&child);
 }
 
 bool Progress::cancelled() {

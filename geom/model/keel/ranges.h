@@ -25,7 +25,9 @@ struct Range1d {
     if (v < min) min = v;
     if (v > max) max = v;
   }
+  /// An empty interval changes nothing.
   constexpr void unite(const Range1d& r) {
+    if (r.isEmpty()) return;
     if (r.min < min) min = r.min;
     if (r.max > max) max = r.max;
   }
@@ -79,7 +81,9 @@ struct BasicRange {
       if (p[i] > max[i]) max[i] = p[i];
     }
   }
+  /// An empty box changes nothing.
   constexpr void unite(const BasicRange& r) {
+    if (r.isEmpty()) return;
     for (int i = 0; i < N; ++i) {
       if (r.min[i] < min[i]) min[i] = r.min[i];
       if (r.max[i] > max[i]) max[i] = r.max[i];

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <utility>
 
 #include "geom/model/keel/export.h"
@@ -35,7 +36,8 @@ class Reference {
   Reference(const Reference& other) : object_(other.object_) { ref(); }
   Reference(Reference&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
   template <typename Derived>
-  Reference(const Reference<Derived>& other) : object_(other.get()) {
+  requires std::convertible_to<Derived*, T*> Reference(const Reference<Derived>& other)
+      : object_(other.get()) {
     ref();
   }
   ~Reference() { drop(); }

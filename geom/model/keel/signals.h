@@ -16,23 +16,27 @@ struct ConnectionState {
   bool active = true;
 };
 
-/// Handle on one connection; copies name the same one. Does not keep it alive.
+/// Handle on one connection; copies name the same one. Does not keep it alive: only the signal does, so a
+/// callback may hold the handle on its own connection.
 class Connection {
  public:
   Connection() = default;
-  explicit Connection(std::shared_ptr<ConnectionState> state) : state_(std::move(state)) {}
+  explicit Connection(std::weak_ptr<ConnectionState> state) : state_(std::move(state)) {}
 
   /// An inactive connection stays in place but is skipped.
   void setActive(bool active) {
-    if (state_) state_->active = active;
+    if (const auto state = state_.lock()) state->active = active;
   }
   void disconnect() {
-    if (state_) state_->connected = false;
+    if (const auto state = state_.lock()) state->connected = false;
   }
-  bool connected() const { return state_ && state_->connected; }
+  bool connected() const {
+    const auto state = state_.lock();
+    return state && state->connected;
+  }
 
  private:
-  std::shared_ptr<ConnectionState> state_;
+  std::weak_ptr<ConnectionState> state_;
 };
 
 /// Client that owns its connections: they end with it. A copy starts with none. Signals nothing itself.
@@ -48,10 +52,10 @@ class QVGEOM_API SignalBase {
   int numConnections() const;
 
   /// Called by signals.
-  void own(std::shared_ptr<ConnectionState> connection);
+  void own(std::weak_ptr<ConnectionState> connection);
 
  private:
-  std::vector<std::shared_ptr<ConnectionState>> connections_;
+  std::vector<std::weak_ptr<ConnectionState>> connections_;
 };
 
 /// Calls every connected function, in the order of connecting. One thread at a time.
@@ -71,12 +75,17 @@ class Signal {
     for (const auto& slot : state_->slots) slot->connected = false;
   }
 
+  /// An empty function is not connected.
   Connection connect(SignalBase& client, Function function) {
-    prune();
+    if (!function) return Connection();
+    state_->prune();
     auto slot = std::make_shared<Slot>();
     slot->function = std::move(function);
+    // Alive only once both sides have it: memory may run out in between, and the client would not end it.
+    slot->connected = false;
     state_->slots.push_back(slot);
     client.own(slot);
+    slot->connected = true;
     return Connection(slot);
   }
   template <typename Object>
@@ -111,17 +120,20 @@ class Signal {
   struct State {
     std::vector<std::shared_ptr<Slot>> slots;
     int emitting = 0;
+
+    // Dead slots may only leave while nobody counts positions.
+    void prune() {
+      if (emitting == 0) std::erase_if(slots, [](const auto& slot) { return !slot->connected; });
+    }
   };
   struct Emission {
     State& state;
-    ~Emission() { --state.emitting; }
+    // Callbacks that reconnect themselves would pile up in a signal that is never connected from outside.
+    ~Emission() {
+      --state.emitting;
+      state.prune();
+    }
   };
-
-  // Dead slots may only leave while nobody counts positions.
-  void prune() {
-    if (state_->emitting == 0)
-      std::erase_if(state_->slots, [](const auto& slot) { return !slot->connected; });
-  }
 
   std::shared_ptr<State> state_;
 };

@@ -48,13 +48,18 @@ class SMPSortPiecewise final : public ThreadedAlg {
  public:
   SMPSortPiecewise(int* items, int n, const Compare& compare) : items_(items), n_(n), compare_(compare) {}
 
-  void execute(int thread, int) override {
-    if (thread >= 2) return;
-    std::stable_sort(items_ + getBeginIndex(thread, 2, n_), items_ + getBeginIndex(thread + 1, 2, n_),
-                     [this](int a, int b) { return Ordering::precedes(compare_, a, b); });
+  void execute(int thread, int numThreads) override {
+    if (thread < 2) sortPart(thread);
+    // The pool may have shrunk since the caller asked for its size.
+    if (numThreads == 1) sortPart(1);
   }
 
  private:
+  void sortPart(int part) {
+    std::stable_sort(items_ + getBeginIndex(part, 2, n_), items_ + getBeginIndex(part + 1, 2, n_),
+                     [this](int a, int b) { return Ordering::precedes(compare_, a, b); });
+  }
+
   int* items_;
   int n_;
   const Compare& compare_;
@@ -67,7 +72,7 @@ class SMPSortPiecewise final : public ThreadedAlg {
 /// compare where the two walks stopped.
 template <typename Compare>
 struct MergeWalk {
-  const Compare& compare;
+  Compare const* compare;
   int const* left;
   int leftBegin, leftEnd;
   int const* right;
@@ -83,7 +88,7 @@ struct MergeWalk {
         rightBegin == rightEnd || (leftBegin < leftEnd && rightIsLess(rightEnd - 1, leftEnd - 1));
     return takeLeft ? left[--leftEnd] : right[--rightEnd];
   }
-  bool rightIsLess(int r, int l) const { return Ordering::precedes(compare, right[r], left[l]); }
+  bool rightIsLess(int r, int l) const { return Ordering::precedes(*compare, right[r], left[l]); }
 };
 
 /// Merges two sorted halves: thread 0 fills the first ceil(n/2) places from the front, thread 1 the rest from
@@ -95,15 +100,13 @@ class SMPSortMerge final : public ThreadedAlg {
       : items_(items),
         n_(n),
         half_(getBeginIndex(1, 2, n)),
-        front_{compare, items, 0, half_, items + half_, 0, n - half_},
+        front_{&compare, items, 0, half_, items + half_, 0, n - half_},
         back_(front_),
         merged_(std::make_unique_for_overwrite<int[]>(static_cast<std::size_t>(n))) {}
 
-  void execute(int thread, int) override {
-    if (thread == 0)
-      for (int out = 0; out < half_; ++out) merged_[out] = front_.takeFirst();
-    if (thread == 1)
-      for (int out = n_ - 1; out >= half_; --out) merged_[out] = back_.takeLast();
+  void execute(int thread, int numThreads) override {
+    if (thread == 0) fillFront();
+    if (thread == 1 || numThreads == 1) fillBack();
   }
   void finalize() override {
     // The walks met elsewhere: one element would be missing and another doubled.
@@ -113,6 +116,18 @@ class SMPSortMerge final : public ThreadedAlg {
   }
 
  private:
+  // Each thread walks on its own stack: the two members share a cache line.
+  void fillFront() {
+    MergeWalk<Compare> walk = front_;
+    for (int out = 0; out < half_; ++out) merged_[out] = walk.takeFirst();
+    front_ = walk;
+  }
+  void fillBack() {
+    MergeWalk<Compare> walk = back_;
+    for (int out = n_ - 1; out >= half_; --out) merged_[out] = walk.takeLast();
+    back_ = walk;
+  }
+
   int* items_;
   int n_;
   int half_;
@@ -130,7 +145,7 @@ void sortOnOneThread(int* items, int n, const Compare& compare) {
   std::stable_sort(items + half, items + n, less);
   const auto left = std::make_unique_for_overwrite<int[]>(static_cast<std::size_t>(half));
   std::copy_n(items, half, left.get());
-  MergeWalk<Compare> front{compare, left.get(), 0, half, items + half, 0, n - half};
+  MergeWalk<Compare> front{&compare, left.get(), 0, half, items + half, 0, n - half};
   MergeWalk<Compare> rehearsal = front;
   for (int out = half; out < n; ++out) rehearsal.takeLast();
   // From the front no right element is written over before it is read, since the left half was moved away.
@@ -142,7 +157,7 @@ void sortOnOneThread(int* items, int n, const Compare& compare) {
   // From the back that holds once the right elements still to come stand first.
   std::copy(items + half + front.rightBegin, items + n, items + half);
   MergeWalk<Compare> back{
-      compare, left.get(), front.leftBegin, half, items + half, 0, n - half - front.rightBegin};
+      &compare, left.get(), front.leftBegin, half, items + half, 0, n - half - front.rightBegin};
   for (int out = n - 1; out >= half; --out) items[out] = back.takeLast();
 }
 

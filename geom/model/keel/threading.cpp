@@ -1,5 +1,6 @@
 #include "geom/model/keel/threading.h"
 
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <exception>
@@ -26,22 +27,27 @@ ThreadedChunkAlg::ThreadedChunkAlg(int items) {
 }
 
 bool ThreadedAlgBase::cancelled(int thread) {
-  if (thread == 0 && progress_ && progress_->cancelled()) cancelled_.store(true, std::memory_order_relaxed);
+  if (isCaller(thread) && progress_ && progress_->cancelled())
+    cancelled_.store(true, std::memory_order_relaxed);
   return cancelled_.load(std::memory_order_relaxed);
 }
 
 void ThreadedAlgBase::updateProgress(int thread, double fraction) {
-  if (thread == 0 && progress_) progress_->set(fraction * progressScale_);
+  if (isCaller(thread) && progress_) progress_->set(fraction * progressScale_);
 }
 
 namespace {
 
 constexpr int kMaxThreads = 256;
 
+// How often a caller whose own part is done asks its Progress on behalf of the workers.
+constexpr std::chrono::milliseconds kPollInterval{10};
+
 // A task is one call per thread index. A plain function pointer and argument keep a run free of allocations.
 struct Task {
   void (*call)(void* argument, int thread) = nullptr;
   void* argument = nullptr;
+  void (*poll)(void* argument, int thread) = nullptr;  // null when there is nobody to ask
 };
 
 // Set while this thread executes part of a run of any pool.
@@ -67,7 +73,8 @@ struct ThreadPool::Impl {
   void stopWorkers();
   void work(int thread, std::uint64_t generation);
   void dispatch(const Task& task);
-  static void guarded(const Task& task, int thread, std::exception_ptr& error);
+  void awaitWorkers(const Task& task, std::exception_ptr& error);
+  static void guarded(void (*call)(void*, int), void* argument, int thread, std::exception_ptr& error);
 
   std::mutex runMutex;  // held by the one run that uses the workers
   std::atomic<int> threads{1};
@@ -83,10 +90,11 @@ struct ThreadPool::Impl {
   std::vector<std::thread> workers;
 };
 
-void ThreadPool::Impl::guarded(const Task& task, int thread, std::exception_ptr& error) {
+void ThreadPool::Impl::guarded(void (*call)(void*, int), void* argument, int thread,
+                               std::exception_ptr& error) {
   const InsideRun inside;
   try {
-    task.call(task.argument, thread);
+    call(argument, thread);
   } catch (...) {
     error = std::current_exception();
   }
@@ -113,6 +121,8 @@ void ThreadPool::Impl::stopWorkers() {
   for (std::thread& worker : workers) worker.join();
   workers.clear();
   stopping = false;
+  // Until new workers stand, runs go inline: starting them may fail halfway for lack of memory.
+  threads = 1;
 }
 
 void ThreadPool::Impl::work(int thread, std::uint64_t seenGeneration) {
@@ -124,7 +134,7 @@ void ThreadPool::Impl::work(int thread, std::uint64_t seenGeneration) {
     const Task current = task;
     lock.unlock();
     std::exception_ptr error;
-    guarded(current, thread, error);
+    guarded(current.call, current.argument, thread, error);
     lock.lock();
     errors[static_cast<std::size_t>(thread)] = std::move(error);
     if (--pending == 0) done.notify_one();
@@ -140,17 +150,28 @@ void ThreadPool::Impl::dispatch(const Task& newTask) {
   }
   wake.notify_all();
   std::exception_ptr own;
-  guarded(newTask, 0, own);
+  guarded(newTask.call, newTask.argument, 0, own);
+  awaitWorkers(newTask, own);
 
-  std::unique_lock lock(mutex);
-  done.wait(lock, [&] { return pending == 0; });
+  // No lock from here on: the workers are done with their slots.
   std::exception_ptr first = std::move(own);
   for (std::exception_ptr& error : errors) {
     if (!first) first = error;
     error = nullptr;
   }
-  lock.unlock();
   if (first) std::rethrow_exception(first);
+}
+
+void ThreadPool::Impl::awaitWorkers(const Task& own, std::exception_ptr& error) {
+  const auto idle = [this] { return pending == 0; };
+  std::unique_lock lock(mutex);
+  // The caller may be done long before the others; a user who cancels then must still be heard.
+  while (own.poll && !error && !done.wait_for(lock, kPollInterval, idle)) {
+    lock.unlock();
+    guarded(own.poll, own.argument, 0, error);
+    lock.lock();
+  }
+  done.wait(lock, idle);
 }
 
 ThreadPool::ThreadPool(int numThreads) : impl_(std::make_unique<Impl>()) {
@@ -213,6 +234,11 @@ void callPart(void* argument, int thread) {
 }
 
 template <typename Alg>
+void pollCancelled(void* argument, int thread) {
+  static_cast<Run<Alg>*>(argument)->alg.cancelled(thread);
+}
+
+template <typename Alg>
 void runInline(Run<Alg>& run) {
   const InsideRun inside;
   for (int thread = 0; thread < run.numThreads; ++thread) executePart(run, thread);
@@ -228,13 +254,18 @@ void ThreadPool::runWhole(Alg& alg) {
   Run<Alg> run{alg, getNumThreads()};
   ThreadedAlgBase& base = alg;
   base.cancelled_ = false;
+  base.inline_ = !lock || run.numThreads == 1;
   // Thread 0 has the first of p equal blocks of chunks; the others keep step with it.
-  base.progressScale_ = std::is_same_v<Alg, ThreadedChunkAlg> && lock ? run.numThreads : 1;
-  alg.initialize(run.numThreads);
-  if (lock && run.numThreads > 1) {
-    impl_->dispatch({&callPart<Alg>, &run});
-  } else {
+  base.progressScale_ = std::is_same_v<Alg, ThreadedChunkAlg> && !base.inline_ ? run.numThreads : 1;
+  {
+    // A run that `initialize` starts must not try the mutex that this thread holds.
+    const InsideRun inside;
+    alg.initialize(run.numThreads);
+  }
+  if (base.inline_) {
     runInline(run);
+  } else {
+    impl_->dispatch({&callPart<Alg>, &run, base.progress_ ? &pollCancelled<Alg> : nullptr});
   }
   if (lock) lock.unlock();
   alg.finalize();

@@ -29,17 +29,21 @@ class QVGEOM_API ThreadedAlgBase {
   int getBeginIndex(int i, int parts, int items) const {
     return i * (items / parts) + std::min(i, items % parts);
   }
-  /// Whether the work should stop. Only thread 0, the caller's own, asks the Progress, which is free to run
-  /// the host's code; the other threads read what it published.
+  /// Whether the work should stop. Only the caller's own thread asks the Progress, which is free to run the
+  /// host's code; the workers read what it published. Thread 0 is the caller, and so is every index of a run
+  /// that goes inline.
   bool cancelled(int thread);
-  /// Reports the fraction of the whole work that lies behind thread `thread`; heard from thread 0 only.
+  /// Reports the fraction of the whole work that lies behind thread `thread`; heard from the caller only.
   void updateProgress(int thread, double fraction);
 
  private:
   friend class ThreadPool;
   friend class ThreadedChunkAlg;
+  bool isCaller(int thread) const { return thread == 0 || inline_; }
+
   Progress* progress_ = nullptr;
   std::atomic<bool> cancelled_{false};
+  bool inline_ = false;  // all indices run on the calling thread
   int numChunks_ = 0;
   double progressScale_ = 1;
 };
