@@ -1,0 +1,165 @@
+#include "geom/io/number_text.h"
+
+#include <bit>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <random>
+#include <sstream>
+#include <string>
+
+namespace qvGeom {
+namespace {
+
+std::string written(float value, int digits) {
+  char text[kMaxNumberLength];
+  return {text, writeFloat(text, value, digits)};
+}
+
+std::string printed(double value, int digits) {
+  char text[64];
+  std::snprintf(text, sizeof text, "%.*g", digits, value);
+  return text;
+}
+
+TEST(NumberText, WritesFloatsAsPrintfDoes) {
+  for (const float value :
+       {0.0f,       -0.0f,   1.0f,         0.1f,      1e-5f,   9.9999995e-5f, 999999.5f,     999999.4f,
+        9999999.7f, 1e10f,   123456792.0f, 0.5f,      2.5e-5f, 16777216.0f,   3.4028235e38f, 1e-38f,
+        1e-45f,     -7e-42f, INFINITY,     -INFINITY, NAN,     -NAN}) {
+    EXPECT_EQ(written(value, 6), printed(value, 6));
+    EXPECT_EQ(written(value, 10), printed(value, 10));
+  }
+  std::mt19937 random(7);
+  for (int i = 0; i < 200000; ++i) {
+    const std::uint32_t bits = static_cast<std::uint32_t>(random());
+    // Every other one is of the size that coordinates have, with halves to round among them.
+    const float value = i % 2 ? std::bit_cast<float>(bits)
+                              : static_cast<float>(static_cast<int>(bits % 20000001) - 10000000) / 64;
+    ASSERT_EQ(written(value, 6), printed(value, 6)) << bits;
+    ASSERT_EQ(written(value, 10), printed(value, 10)) << bits;
+  }
+}
+
+TEST(NumberText, ScansNumbersAsTheCLibraryDoes) {
+  std::mt19937_64 random(8);
+  for (int i = 0; i < 200000; ++i) {
+    char text[96];
+    const auto r = random();
+    // Up to 40 digits, exponents past both ends of the range.
+    if (i % 3 == 0) {
+      std::snprintf(text, sizeof text, "%llu.%llue%d", static_cast<unsigned long long>(r >> (r % 64)),
+                    static_cast<unsigned long long>(random()), static_cast<int>(random() % 130) - 70);
+    } else if (i % 3 == 1) {
+      std::snprintf(text, sizeof text, "%.*g", static_cast<int>(r % 20) + 1,
+                    static_cast<double>(std::bit_cast<float>(static_cast<std::uint32_t>(random()))));
+    } else {  // exactly halfway between two floats, and next to it
+      const float f = std::bit_cast<float>(static_cast<std::uint32_t>(random() % 0x7f000000));
+      std::snprintf(text, sizeof text, "%.40g%s", (double{f} + double{std::nextafter(f, INFINITY)}) / 2,
+                    r % 2 ? "" : "1");
+    }
+    char const* end = text + std::strlen(text);
+    float f = 0;
+    double d = 0;
+    ASSERT_EQ(scanFloat(text, end, f), end) << text;
+    ASSERT_EQ(scanDouble(text, end, d), end) << text;
+    const float f0 = std::strtof(text, nullptr);
+    const double d0 = std::strtod(text, nullptr);
+    if (std::isnan(f0)) continue;
+    ASSERT_EQ(f, f0) << text;
+    ASSERT_EQ(d, d0) << text;
+  }
+}
+
+TEST(NumberText, RefusesWhatIsNoNumberAndStopsWhereItEnds) {
+  struct Case {
+    std::string text;
+    long consumed;  // -1: refused
+    float value;
+  };
+  for (const Case& c : {Case{" \t\n+1.5x", 7, 1.5f}, Case{"-.5.5", 3, -0.5f}, Case{"5.", 2, 5},
+                        Case{"1e", -1, 0}, Case{"1e+", -1, 0}, Case{".", -1, 0}, Case{"-", -1, 0},
+                        Case{"", -1, 0}, Case{"e5", -1, 0}, Case{"0x1p3", 5, 8}, Case{"-0X.8", 5, -0.5f},
+                        Case{"inf", 3, INFINITY}, Case{"-Infinity", 9, -INFINITY}, Case{"in", -1, 0},
+                        Case{"1e99999999999", 13, INFINITY}, Case{"0e99999999999", 13, 0},
+                        Case{"1e-99999999999", 14, 0}, Case{"0." + std::string(400, '0') + "1e401", 407, 1},
+                        Case{"1" + std::string(400, '0') + "e-400", 406, 1}}) {
+    SCOPED_TRACE(c.text);
+    float value = 0;
+    char const* begin = c.text.data();
+    char const* end = scanFloat(begin, begin + c.text.size(), value);
+    EXPECT_EQ(end ? end - begin : -1, c.consumed);
+    EXPECT_TRUE(c.consumed < 0 || value == c.value) << value;
+  }
+  int i = 0;
+  for (const std::string text : {"2147483648", "-2147483649", "99999999999999999999", "+", "x"})
+    EXPECT_EQ(scanInt(text.data(), text.data() + text.size(), i), nullptr) << text;
+  const std::string smallest = "-2147483648.";
+  EXPECT_EQ(scanInt(smallest.data(), smallest.data() + smallest.size(), i), smallest.data() + 11);
+  EXPECT_EQ(i, -2147483647 - 1);
+}
+
+// Extracts three numbers of either kind, with the state after each, from a stream and by the scanner.
+template <typename T, typename Read>
+void expectLikeStream(const std::string& text, const Read& read) {
+  std::istringstream stream(text);
+  stream.imbue(std::locale::classic());
+  char const* p = text.data();
+  char const* end = p + text.size();
+  for (int k = 0; k < 3; ++k) {
+    T expected = T(-7), value = T(-7);
+    stream >> expected;
+    NumberStatus status;
+    p = read(p, end, value, status);
+    ASSERT_EQ(value, expected) << '"' << text << "\" number " << k;
+    ASSERT_EQ(status == NumberStatus::failed, stream.fail()) << '"' << text << "\" number " << k;
+    if (stream.fail()) return;
+  }
+}
+
+TEST(NumberText, ReadsOddLinesLikeAStream) {
+  const char* pieces[] = {"1",
+                          "23",
+                          "0",
+                          "007",
+                          ".",
+                          "e",
+                          "E5",
+                          "e-",
+                          "+",
+                          "-",
+                          " ",
+                          "\t",
+                          "\r",
+                          "/",
+                          "nan",
+                          "inf",
+                          "0x1",
+                          "1e400",
+                          "-1e400",
+                          "1e-400",
+                          "99999999999",
+                          "-2147483648",
+                          "1.5",
+                          ",",
+                          "x",
+                          "\v",
+                          "3.4028236e38",
+                          "16777217",
+                          "0.000000000000000000000000000000000000000000001"};
+  std::mt19937 random(9);
+  for (int i = 0; i < 60000; ++i) {
+    std::string text;
+    for (auto n = random() % 7; n > 0; --n) text += pieces[random() % std::size(pieces)];
+    expectLikeStream<float>(
+        text, [](auto p, auto e, float& v, NumberStatus& s) { return readStreamFloat(p, e, v, s); });
+    expectLikeStream<int>(text,
+                          [](auto p, auto e, int& v, NumberStatus& s) { return readStreamInt(p, e, v, s); });
+    if (HasFatalFailure()) return;
+  }
+}
+
+}  // namespace
+}  // namespace qvGeom
