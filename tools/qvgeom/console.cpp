@@ -32,6 +32,7 @@ void installHandlers() {
   sigaction(SIGTERM, &action, nullptr);
   // A reader that goes away shows as a failed write.
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);  // likewise a file that grows past its limit
 }
 
 std::string minutes(double seconds) {

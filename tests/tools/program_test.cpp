@@ -1,0 +1,201 @@
+// Drives the built program as a user does.
+
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "tests/support/scratch_folder.h"
+
+namespace qvGeom {
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+const std::string kCube =
+    "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nv 0 0 1\nv 1 0 1\nv 1 1 1\nv 0 1 1\n"
+    "f 4 3 2 1\nf 5 6 7 8\nf 1 2 6 5\nf 2 3 7 6\nf 3 4 8 7\n";  // open at x = 0
+
+class Program : public testing::Test {
+ protected:
+  struct Outcome {
+    int code;
+    std::string out;
+    std::string err;
+  };
+
+  // Runs "qvgeom ARGUMENTS" in the scratch folder by way of the shell, which does the redirections.
+  Outcome run(const std::string& arguments, const std::string& before = "") const {
+    const std::string command = "cd '" + folder.path() + "' && " + before + " '" QVGEOM_PROGRAM "' " +
+                                arguments + " > out.txt 2> err.txt";
+    const int status = std::system(command.c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), folder.read("out.txt"),
+            folder.read("err.txt")};
+  }
+
+  ScratchFolder folder;
+};
+
+TEST_F(Program, InfoMeasuresAndSaysSoInJson) {
+  folder.write("cube.obj", kCube + "v 9 9 9\nf 1 1 2\nvn 0 0 1\n");
+  const Outcome o = run("info --json cube.obj");
+  ASSERT_EQ(o.code, 0) << o.err;
+  EXPECT_EQ(o.err, "");
+  const auto json = nlohmann::ordered_json::parse(o.out);
+  const std::vector<std::string> keys = {
+      "schema",     "file",          "vertices",         "triangles", "unusedVertices", "degenerateTriangles",
+      "components", "boundaryLoops", "boundaryVertices", "area",      "longestEdge",    "boundingBox",
+      "hasNormals", "hasUVs",        "seconds"};
+  std::vector<std::string> found;
+  for (const auto& item : json.items()) found.push_back(item.key());
+  EXPECT_EQ(found, keys);
+  EXPECT_EQ(json["schema"], 1);
+  EXPECT_EQ(json["file"], "cube.obj");
+  EXPECT_EQ(json["vertices"], 9);
+  EXPECT_EQ(json["triangles"], 11);
+  EXPECT_EQ(json["unusedVertices"], 1);
+  EXPECT_EQ(json["degenerateTriangles"], 1);
+  EXPECT_EQ(json["components"], 1);
+  EXPECT_EQ(json["area"], 5);
+  EXPECT_NEAR(json["longestEdge"].get<double>(), std::sqrt(2.0), 1e-6);
+  EXPECT_EQ(json["boundingBox"]["max"], nlohmann::json({9, 9, 9}));
+  EXPECT_EQ(json["hasNormals"], true);
+  EXPECT_EQ(json["hasUVs"], false);
+}
+
+TEST_F(Program, InfoPrintsATable) {
+  folder.write("cube.obj", kCube);
+  const Outcome o = run("info cube.obj");
+  EXPECT_EQ(o.code, 0);
+  EXPECT_THAT(o.out, HasSubstr("boundary loops        1\n"));
+  EXPECT_THAT(o.out, HasSubstr("boundary vertices     4\n"));
+  EXPECT_THAT(run("-v --threads 3 info cube.obj").err, HasSubstr("MeshAdjTris: 8 vertices 10 triangles"));
+  EXPECT_EQ(run("info --format obj - < cube.obj").code, 0);
+}
+
+TEST_F(Program, ConvertsBothWaysAndThroughPipes) {
+  folder.write("cube.obj", kCube);
+  ASSERT_EQ(run("convert cube.obj -o cube.qvm").code, 0);
+  EXPECT_THAT(folder.read("cube.qvm"), StartsWith("8 10\n0 0 0\n"));
+  ASSERT_EQ(run("convert cube.qvm --output back.obj").code, 0);
+  const Outcome piped = run("convert --format qvm --to obj - -o - < cube.qvm");
+  EXPECT_EQ(piped.code, 0);
+  EXPECT_EQ(piped.out, folder.read("back.obj"));
+  EXPECT_THAT(piped.out, HasSubstr("\nf 4  3  2 \n"));
+}
+
+TEST_F(Program, FailsInOneLineWithTheCodeForIt) {
+  folder.write("cube.obj", kCube);
+  folder.write("bad.qvm", "3 1\n0 0 0\n");
+  folder.write("huge.qvm", "2000000000 2000000000\n");
+  folder.write("noise.obj", std::string("\x7f"
+                                        "ELF\0\1\2\n\n\xff\xfe",
+                                        11));
+  folder.write("empty.obj", "");
+  std::filesystem::create_directory(folder / "folder.obj");
+  struct Case {
+    const char* arguments;
+    int code;
+    const char* message;
+  };
+  for (const Case& c : {
+           Case{"info missing.obj", 3, "missing.obj: No such file"},
+           Case{"info folder.obj", 3, "folder.obj: Is a directory"},
+           Case{"info bad.qvm", 3, "bad.qvm: not a mesh in the counted format"},
+           Case{"info huge.qvm", 3, "huge.qvm: not a mesh"},
+           Case{"info noise.obj", 0, "noise.obj: no vertices found"},
+           Case{"-q info noise.obj", 0, ""},
+           Case{"info empty.obj", 0, ""},
+           Case{"info cube.stl", 2, "cannot tell the format of cube.stl"},
+           Case{"info -", 2, "cannot tell the format of standard input"},
+           Case{"info --format ply cube.obj", 2, "unknown format 'ply'"},
+           Case{"info", 2, "FILE is required"},
+           Case{"", 2, "subcommand is required"},
+           Case{"dance", 2, ""},
+           Case{"--threads 0 info cube.obj", 2, "--threads"},
+           Case{"help dance", 2, "there is no verb 'dance'"},
+           Case{"convert cube.obj", 2, "--output is required"},
+           Case{"convert cube.obj -o none/cube.qvm", 4, "none/cube.qvm: No such file"},
+           Case{"convert cube.obj -o folder.obj", 4, "folder.obj: Is a directory"},
+           Case{"convert cube.obj --to obj -o /dev/full", 4, "No space left"},
+           Case{"convert bad.qvm -o out.obj", 3, "bad.qvm"},
+       }) {
+    SCOPED_TRACE(c.arguments);
+    const Outcome o = run(c.arguments);
+    EXPECT_EQ(o.code, c.code);
+    EXPECT_THAT(o.err, HasSubstr(c.message));
+    if (c.code == 3 || c.code == 4) {
+      EXPECT_EQ(std::count(o.err.begin(), o.err.end(), '\n'), 1);
+      EXPECT_EQ(o.out, "");
+    }
+  }
+  EXPECT_FALSE(std::filesystem::exists(folder / "out.obj"));
+  EXPECT_EQ(folder.numEntries(), 8) << "no temporary file is left";
+}
+
+TEST_F(Program, EmptyMeshesAreMeshes) {
+  folder.write("empty.obj", "");
+  const auto json = nlohmann::json::parse(run("info --json empty.obj").out);
+  EXPECT_EQ(json["triangles"], 0);
+  EXPECT_TRUE(json["boundingBox"].is_null());
+  ASSERT_EQ(run("convert empty.obj -o empty.qvm").code, 0);
+  EXPECT_EQ(folder.read("empty.qvm"), "0 0\n");
+  folder.write("nan.qvm", "3 1\nnan 0 0\n0 inf 0\n0 0 1\n3 0 1 2\n");
+  EXPECT_TRUE(nlohmann::json::parse(run("info --json nan.qvm").out)["area"].is_null()) << "JSON has no NaN";
+}
+
+TEST_F(Program, KeepsTheOldFileAndItsNatureUntilTheNewOneIsWhole) {
+  folder.write("cube.obj", kCube);
+  folder.write("target.qvm", "precious");
+  std::filesystem::permissions(folder / "target.qvm", std::filesystem::perms(0640));
+  std::filesystem::create_symlink("target.qvm", folder / "link.qvm");
+  EXPECT_EQ(run("convert cube.obj -o link.qvm", "ulimit -f 0;").code, 4) << "writing fails";
+  EXPECT_EQ(folder.read("target.qvm"), "precious");
+  ASSERT_EQ(run("convert cube.obj -o link.qvm").code, 0);
+  EXPECT_TRUE(std::filesystem::is_symlink(folder / "link.qvm"));
+  EXPECT_THAT(folder.read("target.qvm"), StartsWith("8 10"));
+  EXPECT_EQ(std::filesystem::status(folder / "target.qvm").permissions(), std::filesystem::perms(0640));
+}
+
+TEST_F(Program, ExplainsItself) {
+  EXPECT_THAT(run("--version").out, StartsWith("qvgeom 0."));
+  EXPECT_THAT(run("help").out, HasSubstr("Exit codes"));
+  for (const std::string verb : {"info", "convert"}) {
+    const Outcome o = run("help " + verb);
+    EXPECT_EQ(o.code, 0);
+    EXPECT_THAT(o.out, HasSubstr("Examples:\n  qvgeom " + verb));
+  }
+}
+
+TEST_F(Program, StopsOnCtrlCWithoutATrace) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {  // reads from a pipe that stays open and says nothing
+    dup2(ends[0], STDIN_FILENO);
+    std::freopen((folder / "err.txt").c_str(), "w", stderr);
+    execl(QVGEOM_PROGRAM, "qvgeom", "convert", "--format", "obj", "-", "-o", (folder / "out.qvm").c_str(),
+          nullptr);
+    _exit(99);
+  }
+  usleep(300000);
+  kill(child, SIGINT);
+  int status = 0;
+  waitpid(child, &status, 0);
+  close(ends[0]);
+  close(ends[1]);
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 130);
+  EXPECT_EQ(folder.numEntries(), 1);
+  EXPECT_EQ(folder.read("err.txt"), "qvgeom: interrupted\n");
+}
+
+}  // namespace
+}  // namespace qvGeom
