@@ -44,6 +44,7 @@
 #include "geom/model/trellis/polyline.h"
 #include "geom/model/trellis/quadtree.h"
 #include "geom/model/trellis/remap.h"
+#include "geom/model/trellis/spatial_tree.h"
 #include "geom/model/trellis/topo_mesh.h"
 #include "geom/topology/adjacency.h"
 #include "geom/topology/boundaries.h"

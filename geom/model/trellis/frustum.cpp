@@ -15,8 +15,9 @@ using qvLinear::Vector;
 
 namespace {
 
-// Counter-clockwise seen from outside where the near quadrilateral is so seen along the line of sight; kept
-// for volumes without thickness, whose centroid tells no side.
+// Counter-clockwise from outside if the near corners run counter-clockwise seen from the far side. The senses
+// agree with each other, so that near and far still face apart in a volume without thickness, where the
+// centroid tells no side.
 constexpr int kFaces[Frustum::kNumPlanes][4] = {{3, 2, 1, 0}, {4, 5, 6, 7}, {0, 1, 5, 4},
                                                 {1, 2, 6, 5}, {2, 3, 7, 6}, {3, 0, 4, 7}};
 

@@ -34,7 +34,7 @@ class Builder {
     int ends[Tree::kNumChildren];
     partition(node, split, ends);
     const int firstChild = static_cast<int>(tree_.nodes.size());
-    addChildren(index, split, ends);
+    addChildren(index, node, split, ends);
     const int endChild = static_cast<int>(tree_.nodes.size());
     for (int child = firstChild; child < endChild; ++child) build(child, level + 1);
   }
@@ -78,8 +78,7 @@ class Builder {
   }
 
   // Every part of the box gets its child, with or without points: the leaves have to tile the root.
-  void addChildren(int index, const Split& split, const int (&ends)[Tree::kNumChildren]) {
-    const Node parent = tree_.nodes[index];
+  void addChildren(int index, const Node& parent, const Split& split, const int (&ends)[Tree::kNumChildren]) {
     tree_.nodes[index].firstChild = static_cast<int>(tree_.nodes.size());
     int begin = parent.pointsBegin;
     for (int c = 0; c < Tree::kNumChildren; ++c) {

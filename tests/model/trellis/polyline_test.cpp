@@ -15,6 +15,7 @@ TEST(Polyline, EvaluatesByEdgeNumberAndFraction) {
   line.append(Point(1, 2, 3), 10);
   for (const double t : {-1.0, 0.0, 0.5, 1e300}) EXPECT_EQ(line.eval(t), Point(1, 2, 3)) << t;
   line.append(Point(3, 2, 3), 20);
+  EXPECT_EQ(line.eval(1), Point(3, 2, 3));
   line.append(Point(3, -6, 3), 50);
   struct Case {
     double t;
