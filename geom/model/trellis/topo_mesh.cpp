@@ -48,7 +48,7 @@ TopoMeshEdgeVertexIterator::TopoMeshEdgeVertexIterator(TopoMeshVertex v) {
 void TopoMeshEdgeVertexIterator::next() {
   if (!valid()) return;
   --remaining_;
-  edge_ = remaining_ > 0 && edge_.isAlive() ? edge_.prev().twin() : TopoMeshEdge();
+  edge_ = edge_.isAlive() ? edge_.prev().twin() : TopoMeshEdge();
   if (!edge_) remaining_ = 0;
 }
 

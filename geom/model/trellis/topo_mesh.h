@@ -288,6 +288,7 @@ class QVGEOM_API TopoMeshEdgeVertexIterator {
   explicit TopoMeshEdgeVertexIterator(TopoMeshVertex v);
 
   bool valid() const { return remaining_ > 0; }
+  /// Only while valid.
   TopoMeshEdge get() const { return edge_; }
   void next();
 

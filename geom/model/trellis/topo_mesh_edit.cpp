@@ -158,9 +158,10 @@ bool TopoMesh::swapEdge(TopoMeshEdge handle) {
   if (!handle.isAlive() || !handle.twin()) return false;
   Edge* const e = handle.record_;
   Edge* const t = e->twin;
-  if (!isTriangle(e) || !isTriangle(t) || e->face == t->face) return false;
+  if (!isTriangle(e) || !isTriangle(t)) return false;
   Edge *const q1q2 = e->next, *const q2q0 = e->prev, *const q0q3 = t->next, *const q3q1 = t->prev;
   Vertex *const q2 = q2q0->start, *const q3 = q3q1->start;
+  // Both sides in one triangle, which then has a corner twice, are refused with the rest: q2 = q3.
   if (q2 == q3 || joined(q2, q3)) return false;
 
   unhang(e, q0q3);
@@ -427,7 +428,8 @@ bool TopoMesh::mergeVertices(TopoMeshEdge a, TopoMeshEdge b) {
   if (!a.isAlive() || !b.isAlive() || a == b || a.twin() || b.twin()) return false;
   Vertex *const u = a.record_->start, *const w = topo::endOf(a.record_);
   Vertex *const x = b.record_->start, *const y = topo::endOf(b.record_);  // u and y, w and x become one
-  if (u == w || x == y || u == x || w == y) return false;
+  if (u == w || x == y) return false;
+  // Were u and x one, or w and y, the edge would become a loop; a or b then joins vertices of its own face.
   if ((u != y && shareFace(u, y)) || (w != x && shareFace(w, x))) return false;
 
   if (u != y) {

@@ -42,6 +42,8 @@ TEST(TopoMesh, ListsStayInOrderOfCreationAndNumbersAreNotReused) {
   EXPECT_EQ(numbersOf(listFrom(mesh.firstFace())), (Numbers{2, 3, 4, 5}));
   const auto edges = listFrom(mesh.firstEdge());
   EXPECT_TRUE(std::is_sorted(edges.begin(), edges.end()) && TopoMeshEdge() < edges.front());
+  const std::vector<TopoMeshVertex> corners(10000, v[0]);  // more than a block of records holds
+  EXPECT_EQ(mesh.allocFace(corners).numVertices(), 10000);
   EXPECT_TRUE(isValid(mesh));
 }
 
@@ -90,6 +92,27 @@ TEST(TopoMesh, AFirstEdgeIsFollowedByOneOfItsFan) {
   EXPECT_TRUE(t.v[2].onBoundary() && t.mesh.canDeleteVertex(t.v[2]));
   EXPECT_FALSE(TopoMeshEdgeVertexIterator(t.v[2]).valid());
   EXPECT_TRUE(isValid(t.mesh));
+}
+
+// The oldest half-edge of the vertex lies in another fan all along and must not be taken.
+TEST(TopoMesh, AFirstEdgeStaysInItsFanBesideAnOlderOne) {
+  TopoMesh mesh;
+  std::vector<TopoMeshVertex> v;
+  for (int i = 0; i < 10; ++i) v.push_back(mesh.allocVertex({}));
+  mesh.allocTriangle(v[5], v[6], v[7]);
+  const TopoMeshFace beside = mesh.allocTriangle(v[5], v[8], v[9]);
+  for (std::size_t i = 0; i < 4; ++i) mesh.allocTriangle(v[i], v[(i + 1) % 4], v[4]);
+  twinOpposites(mesh);
+  ASSERT_TRUE(mesh.mergeVertices(mesh.findEdge(v[3], v[0]), beside.firstEdge()));
+  EXPECT_EQ(v[0].firstEdge(), mesh.findEdge(v[0], v[1]));
+  ASSERT_TRUE(mesh.contractEdge(v[0].firstEdge(), v[0]));
+  EXPECT_EQ(v[0].firstEdge(), mesh.findEdge(v[0], v[4]));
+  ASSERT_TRUE(mesh.deleteVertex(v[4]));
+  EXPECT_EQ(v[0].firstEdge(), mesh.findEdge(v[0], v[2]));
+  EXPECT_FALSE(mesh.deleteVertex(v[2]));
+  EXPECT_EQ(v[0].firstEdge(), beside.firstEdge());
+  EXPECT_EQ(v[3].firstEdge(), beside.firstEdge().next());
+  EXPECT_TRUE(isValid(mesh));
 }
 
 TEST(TopoMesh, TwinsMustBeFreeOppositeAndNoLoops) {
