@@ -19,12 +19,12 @@ std::vector<int> indices(std::size_t n) {
 // The same on pools of 1, 2 and 5 threads, or a failure.
 template <typename Compare>
 std::vector<int> sorted(std::vector<int> items, const Compare& compare) {
+  static ThreadPool one(1), two(2), five(5);
   std::vector<std::vector<int>> results;
-  for (const int p : {1, 2, 5}) {
-    ThreadPool pool(p);
+  for (ThreadPool* pool : {&one, &two, &five}) {
     results.push_back(items);
-    smpSort(results.back().data(), static_cast<int>(items.size()), compare, pool);
-    EXPECT_EQ(results.back(), results.front()) << p << " threads";
+    smpSort(results.back().data(), static_cast<int>(items.size()), compare, *pool);
+    EXPECT_EQ(results.back(), results.front()) << pool->getNumThreads() << " threads";
   }
   return results.front();
 }
