@@ -310,8 +310,8 @@ TEST(Files, ReadAndWriteEverythingOrSaySo) {
     full.write("lost");
     EXPECT_FALSE(full.close() || full.close());
   }
-  if (std::filesystem::exists("/proc/self/status")) {
-    EXPECT_TRUE(qvOS::readFile("/proc/self/status", contents) && contents.view().size() < 300000u);
+  if (std::filesystem::exists("/proc/self/status")) {  // claims to be empty
+    EXPECT_TRUE(qvOS::readFile("/proc/self/status", contents) && !contents.view().empty());
   }
   std::filesystem::remove_all(folder);
 }
