@@ -59,7 +59,8 @@ struct Face {
 };
 
 /// What the three handles share. A handle is a pointer to a record that stays in place until its mesh dies,
-/// so that it can be asked for its number, and whether its element is alive, also after a deletion.
+/// so that it can be asked for its number, and whether its element is alive, also after a deletion. Nothing
+/// else may be asked of a null handle.
 ///
 /// Handles order by creation number, null first: containers of handles iterate alike in every run.
 template <typename Record>

@@ -1,5 +1,7 @@
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <utility>
 
 #include "geom/model/trellis/topo_mesh.h"
 #include "geom/model/trellis/topo_mesh_records.h"
@@ -56,18 +58,12 @@ void unhang(Edge* e, Edge* sameFan) {
   v->first = sameFan ? sameFan : topo::oldestOutgoing(v, [](const Edge*) { return true; });
 }
 
-// Moves the whole ring of `from`, every fan of it, to `to`, whose first edge stays if it has one.
+// Moves the whole ring of `from`, every fan of it, to `to`, whose first edge stays. Both have faces.
 void rehang(Vertex* from, Vertex* to) {
-  Edge* const a = from->outgoing;
-  if (!a) return;
+  Edge *const a = from->outgoing, *const b = to->outgoing;
   topo::anyOutgoing(from, [to](Edge* e) { return e->start = to, false; });
-  if (Edge* const b = to->outgoing) {
-    std::swap(a->outPrev->outNext, b->outPrev->outNext);
-    std::swap(a->outPrev, b->outPrev);
-  } else {
-    to->outgoing = a;
-    to->first = from->first;
-  }
+  std::swap(a->outPrev->outNext, b->outPrev->outNext);
+  std::swap(a->outPrev, b->outPrev);
   from->outgoing = from->first = nullptr;
 }
 

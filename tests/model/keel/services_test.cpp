@@ -83,7 +83,10 @@ TEST(Signals, CallInOrderAndSkipTheInactive) {
   const auto append = [](const char* text) { return [text](std::string& s) { s += text; }; };
   Connection a = signal.connect(client, append("a"));
   Connection b = signal.connect(client, append("b"));
-  signal.connect(client, append("c"));
+  struct Object {
+    void add(std::string& s) { s += 'c'; }
+  } object;
+  signal.connect(client, object, &Object::add);
   signal.connect(client, nullptr);
   std::string heard;
   b.setActive(false);
