@@ -39,7 +39,7 @@ TEST(Linear, AngleAndCrossAreSymmetricBitForBit) {
 }
 
 TEST(Linear, AngleIsRightAtEveryScaleAndNeverNaN) {
-  for (const double s : {1.0, 1e-60, 1e-85, 1e-120, 1e-200, 1e-290, 1e60, 1e120, 1e200, 1e307}) {
+  for (const double s : {1.0, 1e-60, 1e-76, 1e-85, 1e-120, 1e-200, 1e-290, 1e60, 1e120, 1e200, 1e307}) {
     for (const double r : {1.0, s}) {
       SCOPED_TRACE(testing::Message() << s << " against " << r);
       EXPECT_NEAR(angle(Vector(s, 0, 0), Vector(r, r, 0)), kPi / 4, 1e-15);
