@@ -210,6 +210,13 @@ inline bool equivalent(const Normal& a, const Normal& b, double tol) {
   return std::fabs(a[0] - b[0]) <= tol && std::fabs(a[1] - b[1]) <= tol && std::fabs(a[2] - b[2]) <= tol;
 }
 
+/// Lexicographic order by x, y, z.
+constexpr bool PointLess(const Point& a, const Point& b) {
+  for (int i = 0; i < 3; ++i)
+    if (a[i] != b[i]) return a[i] < b[i];
+  return false;
+}
+
 /// Midpoint.
 constexpr Point combine(const Point& a, const Point& b) {
   return {0.5 * (a[0] + b[0]), 0.5 * (a[1] + b[1]), 0.5 * (a[2] + b[2])};
