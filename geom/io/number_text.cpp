@@ -33,8 +33,8 @@ struct Decimal {
   bool complete = false;   // a whole number by the grammar: digits, and digits behind an 'e'
 };
 
-constexpr int kMaxDigits = 19;          // 10^19 still fits 64 bits
-constexpr int kHugeExponent = 1 << 20;  // beyond any that matters; sums with digit counts are clamped to it
+constexpr int kMaxDigits = 19;                   // 10^19 still fits 64 bits
+constexpr std::int64_t kHugeExponent = 1 << 30;  // beyond any text that could make up for it
 
 int clampExponent(std::int64_t e) {
   return static_cast<int>(std::clamp<std::int64_t>(e, -kHugeExponent, kHugeExponent));
@@ -43,11 +43,54 @@ int clampExponent(std::int64_t e) {
 char const* readExponent(char const* p, char const* end, int& exponent, bool& hasDigits) {
   bool negative = false;
   if (p < end && isSign(*p)) negative = *p++ == '-';
-  int value = 0;
+  std::int64_t value = 0;
   hasDigits = p < end && isDigit(*p);
   for (; p < end && isDigit(*p); ++p) value = std::min(value * 10 + (*p - '0'), kHugeExponent);
-  exponent = negative ? -value : value;
+  exponent = clampExponent(negative ? -value : value);
   return p;
+}
+
+// Digits, perhaps a point, and digits again, without a look at how many there are.
+struct Mantissa {
+  char const* end;
+  std::uint64_t value;  // worthless for more than 19 digits
+  int digits;
+  int fractionDigits;
+};
+
+Mantissa readMantissa(char const* p, char const* end) {
+  char const* const begin = p;
+  std::uint64_t value = 0;
+  for (; p < end && isDigit(*p); ++p) value = value * 10 + static_cast<std::uint64_t>(*p - '0');
+  const std::ptrdiff_t whole = p - begin;
+  std::ptrdiff_t fraction = 0;
+  if (p < end && *p == '.') {
+    char const* const fractionBegin = ++p;
+    for (; p < end && isDigit(*p); ++p) value = value * 10 + static_cast<std::uint64_t>(*p - '0');
+    fraction = p - fractionBegin;
+  }
+  return {p, value, clampExponent(whole + fraction), clampExponent(fraction)};
+}
+
+// The first 19 significant digits of text that readMantissa went through, and the exponent that goes with
+// them.
+void truncateMantissa(char const* p, char const* end, Decimal& d) {
+  int digits = 0;
+  std::int64_t exponent = 0;
+  int fraction = 0;
+  for (; p < end; ++p) {
+    if (*p == '.') {
+      fraction = 1;
+    } else if (digits < kMaxDigits) {
+      d.mantissa = d.mantissa * 10 + static_cast<std::uint64_t>(*p - '0');
+      if (d.mantissa != 0) ++digits;
+      exponent -= fraction;
+    } else {
+      d.truncated = true;
+      exponent += 1 - fraction;
+    }
+  }
+  d.exponent = clampExponent(exponent);
 }
 
 // Consumes the longest run of characters that can begin a decimal number. `p` is at the first of them.
@@ -55,33 +98,20 @@ Decimal readDecimal(char const* p, char const* end) {
   Decimal d;
   if (p < end && isSign(*p)) d.negative = *p++ == '-';
   d.begin = p;
-  int digits = 0;
-  std::int64_t exponent = 0;
-  const auto take = [&](char c, int fraction) {
-    if (digits < kMaxDigits) {
-      d.mantissa = d.mantissa * 10 + static_cast<std::uint64_t>(c - '0');
-      if (d.mantissa != 0) ++digits;
-      exponent -= fraction;
-    } else {
-      d.truncated = true;
-      exponent += 1 - fraction;
-    }
-  };
-  char const* mantissaBegin = p;
-  while (p < end && isDigit(*p)) take(*p++, 0);
-  bool hasMantissa = p > mantissaBegin;
-  if (p < end && *p == '.') {
-    char const* fraction = ++p;
-    while (p < end && isDigit(*p)) take(*p++, 1);
-    hasMantissa = hasMantissa || p > fraction;
+  const Mantissa m = readMantissa(p, end);
+  p = m.end;
+  if (m.digits <= kMaxDigits) {
+    d.mantissa = m.value;
+    d.exponent = -m.fractionDigits;
+  } else {
+    truncateMantissa(d.begin, m.end, d);
   }
-  d.complete = hasMantissa;
-  if (hasMantissa && p < end && (*p == 'e' || *p == 'E')) {
+  d.complete = m.digits > 0;
+  if (d.complete && p < end && (*p == 'e' || *p == 'E')) {
     int written = 0;
     p = readExponent(p + 1, end, written, d.complete);
-    exponent += written;
+    d.exponent = clampExponent(std::int64_t{d.exponent} + written);
   }
-  d.exponent = clampExponent(exponent);
   d.end = p;
   return d;
 }
