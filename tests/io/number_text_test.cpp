@@ -49,12 +49,16 @@ TEST(NumberText, ScansNumbersAsTheCLibraryDoes) {
     char text[96];
     const auto r = random();
     // Up to 40 digits, exponents past both ends of the range.
-    if (i % 3 == 0) {
+    if (i % 4 == 0) {
       std::snprintf(text, sizeof text, "%llu.%llue%d", static_cast<unsigned long long>(r >> (r % 64)),
                     static_cast<unsigned long long>(random()), static_cast<int>(random() % 130) - 70);
-    } else if (i % 3 == 1) {
+    } else if (i % 4 == 1) {
       std::snprintf(text, sizeof text, "%.*g", static_cast<int>(r % 20) + 1,
                     static_cast<double>(std::bit_cast<float>(static_cast<std::uint32_t>(random()))));
+    } else if (i % 4 ==
+               2) {  // sixteen digits, whose nearest double is halfway between two floats and they are not
+      const float f = 8 + std::ldexp(static_cast<float>(random() % (1 << 20)), -20);
+      std::snprintf(text, sizeof text, "%.16g", double{f} + std::ldexp(1.0, -21));
     } else {  // exactly halfway between two floats, and next to it
       const float f = std::bit_cast<float>(static_cast<std::uint32_t>(random() % 0x7f000000));
       std::snprintf(text, sizeof text, "%.40g%s", (double{f} + double{std::nextafter(f, INFINITY)}) / 2,

@@ -157,6 +157,7 @@ TEST_F(Program, KeepsTheOldFileAndItsNatureUntilTheNewOneIsWhole) {
   std::filesystem::create_symlink("target.qvm", folder / "link.qvm");
   EXPECT_EQ(run("convert cube.obj -o link.qvm", "ulimit -f 0;").code, 4) << "writing fails";
   EXPECT_EQ(folder.read("target.qvm"), "precious");
+  EXPECT_EQ(folder.numEntries(), 5) << "the unfinished file is gone";
   ASSERT_EQ(run("convert cube.obj -o link.qvm").code, 0);
   EXPECT_TRUE(std::filesystem::is_symlink(folder / "link.qvm"));
   EXPECT_THAT(folder.read("target.qvm"), StartsWith("8 10"));

@@ -46,6 +46,12 @@ TEST(Twins, PairTheOldestAndLeaveTheRestOpen) {
   EXPECT_EQ(meshComponents(fan.mesh), 2);
 }
 
+TEST(Twins, PairDoubledFacesOneByOne) {
+  Built doubled(4, {{0, 1, 2}, {0, 1, 2}, {1, 0, 3}, {1, 0, 3}});
+  EXPECT_EQ(doubled.faces[0].firstEdge().twin(), doubled.faces[2].firstEdge());
+  EXPECT_EQ(doubled.faces[1].firstEdge().twin(), doubled.faces[3].firstEdge());
+}
+
 TEST(Twins, SurviveDegenerateFaces) {
   Built degenerate(3, {{0, 0, 1}, {2, 2, 2}, {0, 1, 2}, {0, 1, 2}});
   std::string fault;

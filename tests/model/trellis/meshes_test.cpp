@@ -71,6 +71,9 @@ TEST(CompactMesh, BuiltInArraysAreChannelsByName) {
   mesh.setNormalsComputed(true);
   mesh.allocNormalArray();
   EXPECT_FALSE(mesh.getNormalsComputed());
+  mesh.setNormalsComputed(true);
+  mesh.deleteNormals();
+  EXPECT_FALSE(mesh.getNormalsComputed()) << "normals supplied later must not pass for derived ones";
 }
 
 TEST(CompactMesh, CopiesContentsButNeitherOwnersNorListeners) {
