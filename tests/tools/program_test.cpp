@@ -155,9 +155,11 @@ TEST_F(Program, KeepsTheOldFileAndItsNatureUntilTheNewOneIsWhole) {
   folder.write("target.qvm", "precious");
   std::filesystem::permissions(folder / "target.qvm", std::filesystem::perms(0640));
   std::filesystem::create_symlink("target.qvm", folder / "link.qvm");
+#if !defined(__SANITIZE_THREAD__)  // whose run time grows a file of its own before main
   EXPECT_EQ(run("convert cube.obj -o link.qvm", "ulimit -f 0;").code, 4) << "writing fails";
   EXPECT_EQ(folder.read("target.qvm"), "precious");
   EXPECT_EQ(folder.numEntries(), 5) << "the unfinished file is gone";
+#endif
   ASSERT_EQ(run("convert cube.obj -o link.qvm").code, 0);
   EXPECT_TRUE(std::filesystem::is_symlink(folder / "link.qvm"));
   EXPECT_THAT(folder.read("target.qvm"), StartsWith("8 10"));

@@ -326,6 +326,7 @@ class QVGEOM_API TopoMeshBoundaryIterator {
 
 }  // namespace qvGeom
 
+/// @cond
 // Hashes follow the creation number, like the order.
 template <>
 struct std::hash<qvGeom::TopoMeshVertex> {
@@ -341,3 +342,4 @@ template <>
 struct std::hash<qvGeom::TopoMeshFace> {
   std::size_t operator()(const qvGeom::TopoMeshFace& f) const { return static_cast<std::size_t>(f.number()); }
 };
+/// @endcond
