@@ -151,7 +151,8 @@ void constructDisk(const Point& centre, float radius, int axis, int segments, Co
 void constructArc(const Point& centre, float radius, float startAngle, float endAngle, int axis,
                   int segmentsPerPi, CompactMesh& mesh) {
   if (!AxisFrame::isAxis(axis)) return;
-  // In float, where the angle closest to pi is exactly pi: a full number of segments does not fall short.
+  // In float, where half a turn is exactly pi; in double the float nearest to an angle would often fall
+  // short.
   const float quotient =
       (endAngle - startAngle) / std::numbers::pi_v<float> * static_cast<float>(segmentsPerPi);
   if (!(quotient >= 1) || quotient >= static_cast<float>(shape::kMaxElements)) return;
