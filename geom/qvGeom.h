@@ -2,6 +2,7 @@
 
 /// The whole public surface in one include.
 
+#include "geom/construct/primitives.h"
 #include "geom/io/counted_format.h"
 #include "geom/io/obj_format.h"
 #include "geom/io/text_sink.h"
@@ -50,5 +51,7 @@
 #include "geom/topology/boundaries.h"
 #include "geom/topology/components.h"
 #include "geom/topology/measures.h"
+#include "geom/topology/normals.h"
+#include "geom/topology/transforms.h"
 #include "geom/topology/twins.h"
 #include "geom/version.h"

@@ -26,6 +26,14 @@ inline std::vector<float> positionsOf(const PointMesh& mesh) {
   return floatsOf(mesh.getVerticesRaw(), 3 * mesh.getNumVertices());
 }
 
+inline std::vector<float> normalsOf(const PointMesh& mesh) {
+  return floatsOf(mesh.getNormalsRaw(), 3 * mesh.getNumVertices());
+}
+
+inline std::vector<float> uvsOf(const PointMesh& mesh) {
+  return floatsOf(mesh.getUVsRaw(), 2 * mesh.getNumVertices());
+}
+
 inline std::vector<int> indicesOf(const CompactMesh& mesh) {
   int const* p = mesh.getTrianglesRaw();
   return p ? std::vector<int>(p, p + std::ptrdiff_t{3} * mesh.getNumTriangles()) : std::vector<int>();

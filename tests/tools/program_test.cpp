@@ -1,5 +1,7 @@
 // Drives the built program as a user does.
 
+#include "tests/support/program.h"
+
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -10,8 +12,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "tests/support/scratch_folder.h"
-
 namespace qvGeom {
 namespace {
 
@@ -21,26 +21,6 @@ using testing::StartsWith;
 const std::string kCube =
     "v 0 0 0\nv 1 0 0\nv 1 1 0\nv 0 1 0\nv 0 0 1\nv 1 0 1\nv 1 1 1\nv 0 1 1\n"
     "f 4 3 2 1\nf 5 6 7 8\nf 1 2 6 5\nf 2 3 7 6\nf 3 4 8 7\n";  // open at x = 0
-
-class Program : public testing::Test {
- protected:
-  struct Outcome {
-    int code;
-    std::string out;
-    std::string err;
-  };
-
-  // Runs "qvgeom ARGUMENTS" in the scratch folder by way of the shell, which does the redirections.
-  Outcome run(const std::string& arguments, const std::string& before = "") const {
-    const std::string command = "cd '" + folder.path() + "' && " + before + " '" QVGEOM_PROGRAM "' " +
-                                arguments + " > out.txt 2> err.txt";
-    const int status = std::system(command.c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), folder.read("out.txt"),
-            folder.read("err.txt")};
-  }
-
-  ScratchFolder folder;
-};
 
 TEST_F(Program, InfoMeasuresAndSaysSoInJson) {
   folder.write("cube.obj", kCube + "v 9 9 9\nf 1 1 2\nvn 0 0 1\n");

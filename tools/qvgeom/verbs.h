@@ -16,5 +16,8 @@ struct Verb {
 
 Verb makeInfo(CLI::App& program);
 Verb makeConvert(CLI::App& program);
+Verb makeMake(CLI::App& program);
+Verb makeNormals(CLI::App& program);
+Verb makeTransform(CLI::App& program);
 
 }  // namespace tool
