@@ -51,4 +51,5 @@
 #include "geom/topology/components.h"
 #include "geom/topology/measures.h"
 #include "geom/topology/twins.h"
+#include "geom/topology/welding.h"
 #include "geom/version.h"
