@@ -16,5 +16,6 @@ struct Verb {
 
 Verb makeInfo(CLI::App& program);
 Verb makeConvert(CLI::App& program);
+Verb makeWeld(CLI::App& program);
 
 }  // namespace tool
