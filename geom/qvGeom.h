@@ -54,4 +54,5 @@
 #include "geom/topology/normals.h"
 #include "geom/topology/transforms.h"
 #include "geom/topology/twins.h"
+#include "geom/topology/welding.h"
 #include "geom/version.h"

@@ -24,6 +24,7 @@ struct Report {
   int vertices = 0;
   int triangles = 0;
   int unusedVertices = 0;
+  int distinctPositions = 0;
   int degenerateTriangles = 0;
   int components = 0;
   int boundaryLoops = 0;
@@ -43,6 +44,21 @@ int countDegenerate(const CompactMesh& mesh) {
   }));
 }
 
+// Vertices at different places; one with a NaN is at no place that another could share. Those stay out of the
+// weld, which finds all equal pairs only without them.
+int countDistinct(const CompactMesh& mesh, qvUtil::Progress& phase) {
+  CompactMesh points;
+  points.resizeVertexArray(mesh.getNumVertices());
+  qvGeom::MeshVertex const* vertices = mesh.getVertices();
+  const auto end =
+      std::copy_if(vertices, vertices + mesh.getNumVertices(), points.getVertices(),
+                   [](const auto& v) { return !std::isnan(v.x) && !std::isnan(v.y) && !std::isnan(v.z); });
+  const int placed = static_cast<int>(end - points.getVertices());
+  points.resizeVertexArray(placed);
+  meshCompact(points, phase);
+  return points.getNumVertices() + mesh.getNumVertices() - placed;
+}
+
 Report measure(CompactMesh& mesh, Console& console) {
   Report r;
   qvUtil::Progress& progress = console.progress();
@@ -54,6 +70,9 @@ Report measure(CompactMesh& mesh, Console& console) {
   meshAdjTris(mesh, adjTris);
   for (int v = 0; v < r.vertices; ++v) r.unusedVertices += adjTris.numTris(v) == 0 ? 1 : 0;
   progress.set(0.75);
+  qvUtil::Progress phase;
+  progress.subPhase(0.05, phase);
+  r.distinctPositions = countDistinct(mesh, phase);
   console.throwIfInterrupted();
   qvGeom::MeshAdjVertices adjVertices;
   meshAdjVertices(mesh, adjTris, adjVertices);
@@ -89,6 +108,7 @@ std::string asJson(const Report& r) {
   json["vertices"] = r.vertices;
   json["triangles"] = r.triangles;
   json["unusedVertices"] = r.unusedVertices;
+  json["distinctPositions"] = r.distinctPositions;
   json["degenerateTriangles"] = r.degenerateTriangles;
   json["components"] = r.components;
   json["boundaryLoops"] = r.boundaryLoops;
@@ -125,6 +145,7 @@ std::string asTable(const Report& r) {
   row("vertices", std::to_string(r.vertices));
   row("triangles", std::to_string(r.triangles));
   row("unused vertices", std::to_string(r.unusedVertices));
+  row("distinct positions", std::to_string(r.distinctPositions));
   row("degenerate triangles", std::to_string(r.degenerateTriangles));
   row("components", std::to_string(r.components));
   row("boundary loops", std::to_string(r.boundaryLoops));

@@ -19,5 +19,6 @@ Verb makeConvert(CLI::App& program);
 Verb makeMake(CLI::App& program);
 Verb makeNormals(CLI::App& program);
 Verb makeTransform(CLI::App& program);
+Verb makeWeld(CLI::App& program);
 
 }  // namespace tool
