@@ -155,9 +155,20 @@ TEST(Weld, SortsMergesAndSaysSo) {
                                            MatchesRegex("  remapped triangles: [0-9.]+ s\n")));
 }
 
+// The last two vertices are alike, but for a NaN at the very end of what takes part.
+CompactMesh withNaN(bool inNormals, bool inUVs) {
+  const float last = inNormals || inUVs ? 1 : kNaN;
+  CompactMesh mesh = shapes::make({{0, 1, 1}, {1, 1, last}, {1, 1, last}}, {{0, 1, 2}});
+  if (inNormals || inUVs) mesh.allocNormalArray();
+  for (int v = 1; inNormals && v < 3; ++v) mesh.getNormals()[v].z = kNaN;
+  if (inUVs) mesh.allocUVArray();
+  for (int v = 1; inUVs && v < 3; ++v) mesh.getUVs()[v].v = kNaN;
+  return mesh;
+}
+
 TEST(Weld, LeavesAMeshWithoutEqualVerticesAlone) {
   for (CompactMesh mesh : {CompactMesh(), shapes::make({{3, 0, 0}, {2, 0, 0}, {1, 0, 0}}, {{0, 1, 2}}),
-                           shapes::make({{1, kNaN, 0}, {1, kNaN, 0}}, {})}) {
+                           withNaN(false, false), withNaN(true, false), withNaN(false, true)}) {
     const auto before = contentsOf(mesh);
     const Welded welded(mesh);
     EXPECT_EQ(welded.map, identity(mesh.getNumVertices()));
