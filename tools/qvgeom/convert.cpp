@@ -13,7 +13,8 @@ Verb makeConvert(CLI::App& program) {
   app->footer(
       "Examples:\n  qvgeom convert bunny.obj -o bunny.qvm\n"
       "  qvgeom convert --format obj --to qvm - -o - < bunny.obj > bunny.qvm");
-  return {app, [files](Console& console) { return rewriteMesh(*files, console, [](auto&) {}); }};
+  return {app,
+          [files](Console& console) { return rewriteMesh(*files, console, [](qvGeom::CompactMesh&) {}); }};
 }
 
 }  // namespace tool
