@@ -43,7 +43,7 @@ TEST_F(Program, InfoMeasuresAndSaysSoInJson) {
   EXPECT_EQ(json["components"], 1);
   EXPECT_EQ(json["area"], 5);
   EXPECT_NEAR(json["longestEdge"].get<double>(), std::sqrt(2.0), 1e-6);
-  EXPECT_EQ(json["boundingBox"]["max"], nlohmann::json({9, 9, 9}));
+  EXPECT_EQ(json["boundingBox"]["max"], nlohmann::ordered_json({9, 9, 9}));
   EXPECT_EQ(json["hasNormals"], true);
   EXPECT_EQ(json["hasUVs"], false);
 }

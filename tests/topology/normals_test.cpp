@@ -153,5 +153,22 @@ TEST(Normals, AreTheSameForEveryNumberOfThreads) {
   });
 }
 
+// Triangles are worked on in blocks; one that cannot be normalised plainly must not change its neighbours.
+TEST(TriangleNormals, AreThoseOfTheSingleTriangleInEveryBlock) {
+  for (const float odd : {1.0f, 0.0f, 1e-30f, 3e38f}) {
+    CompactMesh mesh = shapes::torus(20, 20);
+    for (const int v : {3, 4, 23}) {
+      MeshVertex& p = mesh.getVertices()[v];
+      p = {p.x * odd, p.y * odd, p.z * odd};
+    }
+    meshComputeTriangleNormals(mesh);
+    for (int t = 0; t < mesh.getNumTriangles(); ++t) {
+      MeshNormal expected;
+      expected.set(meshTriNormal(mesh.getVerticesRaw(), mesh.getTriangles()[t].v).data());
+      EXPECT_EQ(floatsOf(&mesh.getTriangleNormals()[t].x, 3), floatsOf(&expected.x, 3)) << odd << ' ' << t;
+    }
+  }
+}
+
 }  // namespace
 }  // namespace qvGeom
