@@ -46,6 +46,8 @@ class QVGEOM_API BoundingBox {
   /// Grows the shorter sides about the centre until all are as long as the longest.
   void extendToCube();
 
+  /// The six floats.
+  float const* data() const { return reinterpret_cast<float const*>(this); }
   qvLinear::PointFlt minPt() const { return {min[0], min[1], min[2]}; }
   qvLinear::PointFlt maxPt() const { return {max[0], max[1], max[2]}; }
   /// Centre and half diagonal, (0, 0, 0) for an empty box.

@@ -19,7 +19,7 @@ class QVGEOM_API OctreeIterator : public SpatialTreeIterator<3> {
 
  private:
   friend class Octree;
-  explicit OctreeIterator(const SpatialTree<3>& tree) : SpatialTreeIterator(tree) {}
+  explicit OctreeIterator(const SpatialTree<3>& tree, int node = 0) : SpatialTreeIterator(tree, node) {}
 };
 
 /// Octree over points whose leaves tile the root box: splitting a node makes children for every part of it,
@@ -50,6 +50,16 @@ class QVGEOM_API Octree : public qv::ReferenceCount {
   /// Number of levels; 1 for a lone root.
   int getDepth() const { return tree_.depth; }
   OctreeIterator getRoot() const { return OctreeIterator(tree_); }
+  /// Number of points that it was built over.
+  int getNumPoints() const { return static_cast<int>(tree_.points.size()); }
+
+  /// The nodes in one array, the root first and the children of a node side by side in ascending order: for
+  /// walks that meet too many nodes to carry an iterator for each.
+  using Node = SpatialTree<3>::Node;
+  const qv::vector<Node>& getNodes() const { return tree_.nodes; }
+  /// @param node index of one of them
+  OctreeIterator getNode(int node) const { return OctreeIterator(tree_, node); }
+
   std::size_t getSizeInBytes() const { return sizeof(*this) - sizeof(tree_) + tree_.getSizeInBytes(); }
 
   /// Fills `order` with the children 0 to 7 front to back along `dir`: by the projection of (+-1, +-1, +-1)

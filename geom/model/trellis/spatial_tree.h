@@ -27,6 +27,12 @@ class SpatialTree {
     int pointsBegin = 0;  // range of `points`
     int pointsEnd = 0;
     std::uint8_t children = 0;  // bit c: child c exists
+
+    bool hasChild(int c) const { return (children >> c & 1) != 0; }
+    /// Index of a child that exists.
+    int childIndex(int c) const {
+      return firstChild + std::popcount(static_cast<unsigned>(children) & ((1u << c) - 1));
+    }
   };
 
   SpatialTree(int n, float const* coordinates, const BoundingBox& box, int perLeaf);
@@ -61,14 +67,13 @@ class SpatialTreeIterator : public BoundingBox {
   /// axis along which the node has no extent to split
   bool descend(int child) {
     if (child < 0 || child >= SpatialTree<Axes>::kNumChildren || !node_) return false;
-    const unsigned bit = 1u << child;
-    if (!(node_->children & bit)) return false;
-    moveTo(node_->firstChild + std::popcount(node_->children & (bit - 1)));
+    if (!node_->hasChild(child)) return false;
+    moveTo(node_->childIndex(child));
     return true;
   }
 
  protected:
-  explicit SpatialTreeIterator(const SpatialTree<Axes>& tree) : tree_(&tree) { moveTo(0); }
+  explicit SpatialTreeIterator(const SpatialTree<Axes>& tree, int node = 0) : tree_(&tree) { moveTo(node); }
   int leafNumber() const { return node_ ? node_->leaf : -1; }
 
  private:

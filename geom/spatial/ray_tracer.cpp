@@ -1,0 +1,242 @@
+#include "geom/spatial/ray_tracer.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstddef>
+#include <limits>
+#include <utility>
+
+#include "geom/model/keel/lanes.h"
+#include "geom/model/keel/tolerances.h"
+#include "geom/spatial/ray.h"
+#include "geom/spatial/walk_tree.h"
+
+namespace qvGeom {
+
+using qvLinear::PointFlt;
+using qvLinear::Vector;
+using qvLinear::VectorFlt;
+using qvUtil::Float4;
+
+namespace {
+
+constexpr double kFarthest = std::numeric_limits<float>::max();
+
+// Rules out triangles that a ray passes by, four at a time in single precision with a margin for its rounding.
+// What is left goes to the test in double.
+class TriangleFilter {
+ public:
+  void aim(const PointFlt& origin, const VectorFlt& dir) {
+    for (int k = 0; k < 3; ++k) {
+      origin_[k] = Float4(origin[k]);
+      dir_[k] = Float4(dir[k]);
+    }
+  }
+
+  // Bit k: triangle k may be hit.
+  unsigned mayHit(float const* vertices, int const* triangles, const int (&four)[4]) const {
+    Float4 p[3][3];
+    for (int c = 0; c < 3; ++c) {
+      float const* at[4];
+      for (int k = 0; k < 4; ++k) at[k] = vertices + std::ptrdiff_t{3} * triangles[std::ptrdiff_t{3} * four[k] + c];
+      gatherPoints(at[0], at[1], at[2], at[3], p[c]);
+    }
+    Float4 e1[3], e2[3], s[3], h[3], q[3];
+    Float4 size, reach;
+    for (int k = 0; k < 3; ++k) {
+      e1[k] = p[1][k] - p[0][k];
+      e2[k] = p[2][k] - p[0][k];
+      s[k] = origin_[k] - p[0][k];
+      size = size + max(abs(e1[k]), abs(e2[k]));
+      reach = reach + abs(s[k]);
+    }
+    cross(dir_, e2, h);
+    cross(s, e1, q);
+    const Float4 det = dot(e1, h);
+    const Float4 sign = det & Float4(-0.0f);
+    const Float4 u = dot(s, h) ^ sign;
+    const Float4 v = dot(dir_, q) ^ sign;
+    // The direction's components are at most 1.
+    const Float4 doubt = Float4(2e-6f) * (reach + size) * size;
+    const Float4 missed = (u < Float4() - doubt) | (v < Float4() - doubt) | (u + v > (det ^ sign) + doubt + doubt);
+    return ~static_cast<unsigned>(signBits(missed)) & 15u;
+  }
+
+ private:
+  static void cross(const Float4 (&a)[3], const Float4 (&b)[3], Float4 (&c)[3]) {
+    c[0] = a[1] * b[2] - a[2] * b[1];
+    c[1] = a[2] * b[0] - a[0] * b[2];
+    c[2] = a[0] * b[1] - a[1] * b[0];
+  }
+  static Float4 dot(const Float4 (&a)[3], const Float4 (&b)[3]) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
+
+  Float4 origin_[3];
+  Float4 dir_[3];
+};
+
+float largestSize(float const* x) { return std::max({std::fabs(x[0]), std::fabs(x[1]), std::fabs(x[2])}); }
+
+}  // namespace
+
+// Walks front to back. A node is passed by when the ray misses it, or enters it beyond the nearest hit. Boxes are
+// taken a little larger than they are, so that neither the rounding of the walk nor that of the partition loses
+// a triangle; the walk may therefore meet a few voxels that OctreeRayIntersectIt does not, and finds no other
+// hits there but those that the triangles have.
+class RayTracer::Impl {
+ public:
+  Impl(Octree const& octree, OctreeTris const& octreeTris, CompactMesh const* mesh)
+      : octreeTris_(octreeTris),
+        tree_(octree, octreeTris, mesh ? mesh->getNumTriangles() : 0),
+        vertices_(mesh ? mesh->getVerticesRaw() : nullptr),
+        triangles_(mesh ? mesh->getTrianglesRaw() : nullptr),
+        boxSize_(std::max(largestSize(tree_.getRootBox().min), largestSize(tree_.getRootBox().max))),
+        stack_(std::make_unique<Entry[]>(8 * static_cast<std::size_t>(octree.getDepth()))) {}
+
+  void setFindNearestHit(bool nearest) { findNearest_ = nearest; }
+  double intersectionDist() const { return distance_; }
+
+  bool intersect(const PointFlt& origin, const Vector& dir) {
+    distance_ = kFarthest;
+    if (tree_.getRoot() == WalkTree::kNone || !aim(origin, dir)) return false;
+    Ray ray(origin, dir);
+    bool hit = false;
+    std::size_t size = 0;
+    stack_[size++] = {tree_.getRoot(), 0};
+    while (size > 0) {
+      const Entry entry = stack_[--size];
+      if (entry.enter > farthest_) continue;
+      if (WalkTree::isVoxel(entry.node)) {
+        if (!hitVoxel(WalkTree::voxelOf(entry.node), ray)) continue;
+        hit = true;
+        if (!findNearest_) break;
+        distance_ = ray.triIntersectionRayParam();
+        farthest_ = static_cast<float>(distance_ * parameterScale_ * 1.000002);
+      } else {
+        size = pushChildren(tree_[entry.node], size);
+      }
+    }
+    return hit;
+  }
+
+ private:
+  struct Entry {
+    int node;
+    float enter;  // parameter of the walk
+  };
+
+  // The walk has a direction of its own, scaled so that its largest component is 1: parameters of the walk are
+  // those of the ray times parameterScale_.
+  bool aim(const PointFlt& origin, const Vector& dir) {
+    const double longest = std::max({std::fabs(dir[0]), std::fabs(dir[1]), std::fabs(dir[2])});
+    if (!std::isfinite(dir[0]) || !std::isfinite(dir[1]) || !std::isfinite(dir[2]) || longest == 0) return false;
+    if (!std::isfinite(origin[0]) || !std::isfinite(origin[1]) || !std::isfinite(origin[2])) return false;
+    const VectorFlt d(static_cast<float>(dir[0] / longest), static_cast<float>(dir[1] / longest),
+                      static_cast<float>(dir[2] / longest));
+    parameterScale_ = longest;
+    farthest_ = std::numeric_limits<float>::infinity();
+    filter_.aim(origin, d);
+    const float margin = 2e-6f * (boxSize_ + largestSize(origin.data()));
+    flip_ = 0;
+    float inverse[4] = {}, entry[4] = {}, exit[4] = {};
+    for (unsigned k = 0; k < 3; ++k) {
+      // A component next to nothing moves the ray by less than the margin, wherever it meets the box; its inverse
+      // stays finite, and no bound becomes NaN.
+      const float component = std::fabs(d[static_cast<int>(k)]) < 1e-20f ? 1e-20f : d[static_cast<int>(k)];
+      inverse[k] = 1 / component;
+      const bool downwards = component < 0;
+      flip_ |= (downwards ? 1u : 0u) << k;
+      // Where it enters, a box is larger by the margin on the near side; where it leaves, on the far side.
+      entry[k] = origin[static_cast<int>(k)] + (downwards ? -margin : margin);
+      exit[k] = origin[static_cast<int>(k)] - (downwards ? -margin : margin);
+      downwards_[k] = downwards;
+    }
+    inverse_ = Float4::load(inverse);
+    entry_ = Float4::load(entry);
+    exit_ = Float4::load(exit);
+    return true;
+  }
+
+  // Puts the children that the ray meets on the stack, the nearest on top. Seen along the ray, an axis has a near
+  // and a far half; a child is numbered by the halves that it lies in, and the order of those numbers is front
+  // to back.
+  std::size_t pushChildren(const WalkTree::Node& node, std::size_t size) {
+    float near[4] = {}, far[4] = {};
+    for (int k = 0; k < 3; ++k) {
+      near[k] = downwards_[k] ? node.upper[k] : node.lower[k];
+      far[k] = downwards_[k] ? node.lower[k] : node.upper[k];
+    }
+    const Float4 middle(node.middle[0], node.middle[1], node.middle[2], 0);
+    float enterNear[4], enterFar[4], leaveNear[4], leaveFar[4];
+    ((Float4::load(near) - entry_) * inverse_).store(enterNear);
+    ((middle - entry_) * inverse_).store(enterFar);
+    ((middle - exit_) * inverse_).store(leaveNear);
+    ((Float4::load(far) - exit_) * inverse_).store(leaveFar);
+
+    const Float4 enter2 = max(Float4(enterNear[0], enterFar[0], enterNear[0], enterFar[0]),
+                              Float4(enterNear[1], enterNear[1], enterFar[1], enterFar[1]));
+    const Float4 leave2 = min(Float4(leaveNear[0], leaveFar[0], leaveNear[0], leaveFar[0]),
+                              Float4(leaveNear[1], leaveNear[1], leaveFar[1], leaveFar[1]));
+    const Float4 enter[2] = {max(enter2, Float4(enterNear[2])), max(enter2, Float4(enterFar[2]))};
+    const Float4 leave[2] = {min(leave2, Float4(leaveNear[2])), min(leave2, Float4(leaveFar[2]))};
+    unsigned met = 0;
+    float entered[8];
+    for (unsigned half = 0; half < 2; ++half) {
+      const Float4 first = max(enter[half], Float4());
+      first.store(entered + 4 * half);
+      met |= static_cast<unsigned>(signBits((first <= leave[half]) & (first <= Float4(farthest_)))) << 4 * half;
+    }
+    for (; met != 0; met &= ~std::bit_floor(met)) {
+      const unsigned c = static_cast<unsigned>(std::bit_width(met)) - 1;
+      const int child = node.children[c ^ flip_];
+      if (child != WalkTree::kNone) stack_[size++] = {child, entered[c]};
+    }
+    return size;
+  }
+
+  // @return whether the ray's record has a new nearest hit, or any
+  bool hitVoxel(int voxel, Ray& ray) const {
+    int const* list = octreeTris_.firstTri(voxel);
+    const int count = octreeTris_.numTris(voxel);
+    const double before = ray.triIntersectionRayParam();
+    for (int i = 0; i < count; i += 4) {
+      const int last = std::min(i + 3, count - 1);
+      const int four[4] = {list[i], list[std::min(i + 1, last)], list[std::min(i + 2, last)], list[last]};
+      unsigned left = filter_.mayHit(vertices_, triangles_, four) & ((2u << (last - i)) - 1);
+      for (int k = 0; left != 0; ++k, left >>= 1)
+        if ((left & 1) && ray.intersects(reinterpret_cast<MeshTriangle const*>(triangles_)[four[k]],
+                                         reinterpret_cast<MeshVertex const*>(vertices_)) && !findNearest_)
+          return true;
+    }
+    return ray.triIntersectionRayParam() < before;
+  }
+
+  OctreeTris const& octreeTris_;
+  WalkTree tree_;
+  float const* vertices_;
+  int const* triangles_;
+  float boxSize_;
+  std::unique_ptr<Entry[]> stack_;
+  bool findNearest_ = false;
+  double distance_ = kFarthest;
+
+  // Of the ray under way.
+  TriangleFilter filter_;
+  Float4 inverse_;
+  Float4 entry_;
+  Float4 exit_;
+  bool downwards_[3] = {};
+  unsigned flip_ = 0;
+  double parameterScale_ = 1;
+  float farthest_ = 0;
+};
+
+RayTracer::RayTracer(Octree const& octree, OctreeTris const& octreeTris, CompactMesh const* mesh)
+    : impl_(std::make_unique<Impl>(octree, octreeTris, mesh)) {}
+RayTracer::~RayTracer() = default;
+
+void RayTracer::setFindNearestHit(bool nearest) { impl_->setFindNearestHit(nearest); }
+bool RayTracer::intersect(const PointFlt& origin, const Vector& dir) { return impl_->intersect(origin, dir); }
+double RayTracer::intersectionDist() const { return impl_->intersectionDist(); }
+
+}  // namespace qvGeom
