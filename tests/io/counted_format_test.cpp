@@ -6,7 +6,6 @@
 
 #include "tests/support/mesh_checks.h"
 #include "tests/support/scratch_folder.h"
-#include "tests/support/shapes.h"
 
 namespace qvGeom {
 namespace {
@@ -28,29 +27,24 @@ TEST(CountedFormat, WritesTenDigitsAndReadsThemBack) {
   EXPECT_EQ(textOf(mesh), kTriangle);
   const CompactMesh torus = shapes::torus(8, 5);
   CompactMesh back;
-  ASSERT_TRUE(meshParse(back, textOf(torus)));
-  EXPECT_EQ(positionsOf(back), positionsOf(torus));
-  EXPECT_EQ(indicesOf(back), indicesOf(torus));
   EXPECT_EQ(textOf(CompactMesh()), "0 0\n");
-  ASSERT_TRUE(meshParse(back, "0 0\n"));
-  EXPECT_EQ(back.getNumVertices(), 0);
-
+  EXPECT_TRUE(meshParse(back, "0 0\n"));
   const ScratchFolder folder;
   meshWrite(torus, folder / "torus.qvm");
   meshRead(back, folder / "torus.qvm");
-  EXPECT_EQ(positionsOf(back), positionsOf(torus));
   meshRead(back, folder / "missing.qvm");
   meshWrite(torus, folder / "no/folder.qvm");
   EXPECT_EQ(positionsOf(back), positionsOf(torus));
+  EXPECT_EQ(indicesOf(back), indicesOf(torus));
 }
 
 TEST(CountedFormat, IsFreeInItsWhiteSpaceAndItsNumbers) {
   CompactMesh mesh;
   ASSERT_TRUE(meshParse(mesh, "2\r\n1 0x1p-1 inf\tnan 1e1-2+3   99 1\n0 +1 trailing junk"));
-  EXPECT_EQ(indicesOf(mesh), (std::vector<int>{1, 0, 1})) << "a face is a triangle whatever its count says";
-  EXPECT_EQ(mesh.getVertices()[0].x, 0.5f);
+  EXPECT_EQ(indicesOf(mesh), (Ints{1, 0, 1})) << "a face is a triangle whatever its count says";
   EXPECT_TRUE(std::isnan(mesh.getVertices()[0].z));
-  EXPECT_EQ(mesh.getVertices()[1].z, 3);
+  mesh.getVertices()[0].z = 0;
+  EXPECT_EQ(positionsOf(mesh), (Floats{0.5f, kInf, 0, 10, -2, 3}));
 }
 
 TEST(CountedFormat, RefusesWholeFilesAndTouchesNothing) {
@@ -66,10 +60,17 @@ TEST(CountedFormat, RefusesWholeFilesAndTouchesNothing) {
     EXPECT_FALSE(meshParse(topo, text));
     EXPECT_EQ(topo.numVertices() + topo.numFaces(), 0);
   }
+  qvUtil::Progress progress;
+  progress.cancel();
+  CompactMesh mesh;
   TopoMesh topo;
+  EXPECT_FALSE(meshParse(mesh, kTriangle, &progress));
+  EXPECT_FALSE(meshParse(topo, kTriangle, &progress));
+  EXPECT_FALSE(meshFormat(
+      shapes::grid(2, 2), [](std::string_view) { return true; }, &progress));
   EXPECT_FALSE(meshParse(topo, "3 2\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n2 0 1    \n")) << "a face of two corners";
   EXPECT_FALSE(meshParse(topo, "3 1\n0 0 0\n1 0 0\n0 1 0\n2147483647 0 1 2\n"));
-  EXPECT_EQ(topo.numVertices(), 0);
+  EXPECT_EQ(topo.numVertices() + mesh.getNumVertices(), 0);
 }
 
 TEST(CountedFormat, KeepsPolygonsAndNumberingOfHalfEdgeMeshes) {
@@ -82,18 +83,13 @@ TEST(CountedFormat, KeepsPolygonsAndNumberingOfHalfEdgeMeshes) {
   EXPECT_EQ(mesh.firstFace().firstEdge().twin(), mesh.firstFace().nextInMesh().firstEdge());
   EXPECT_EQ(textOf(mesh), text);
 
-  // Read again into the same mesh: added behind what there is, indices counting from the file's own first
-  // vertex.
+  // Added behind what there is, indices counting from the file's own first vertex.
   const ScratchFolder folder;
   meshWrite(mesh, folder / "mesh.qvm");
   meshRead(mesh, folder / "mesh.qvm");
   EXPECT_EQ(mesh.numVertices(), 12);
   EXPECT_EQ(mesh.numFaces(), 6);
   EXPECT_TRUE(mesh.validate());
-  TopoMeshVertex first = mesh.firstVertex();
-  mesh.deleteVertex(mesh.allocVertex({9, 9, 9}));
-  EXPECT_EQ(textOf(mesh).substr(0, 5), "12 6\n");
-  EXPECT_EQ(first.point(), qvLinear::Point(0, 0, 0));
 }
 
 // Every prefix, and every file with one byte changed, is read or refused; nothing else may happen.
@@ -115,19 +111,6 @@ TEST(CountedFormat, SurvivesDamage) {
     text[random() % text.size()] = i % 2 ? static_cast<char>(random()) : "0123456789-+.eEx \n"[random() % 18];
     attempt(text);
   }
-}
-
-TEST(CountedFormat, StopsWhenCancelled) {
-  qvUtil::Progress progress;
-  progress.cancel();
-  CompactMesh mesh;
-  EXPECT_FALSE(meshParse(mesh, kTriangle, &progress));
-  EXPECT_EQ(mesh.getNumVertices(), 0);
-  TopoMesh topo;
-  EXPECT_FALSE(meshParse(topo, kTriangle, &progress));
-  EXPECT_EQ(topo.numVertices(), 0);
-  EXPECT_FALSE(meshFormat(
-      shapes::grid(2, 2), [](std::string_view) { return true; }, &progress));
 }
 
 }  // namespace

@@ -7,7 +7,6 @@
 #include <cstring>
 #include <gtest/gtest.h>
 #include <random>
-#include <sstream>
 #include <string>
 
 namespace qvGeom {
@@ -25,19 +24,17 @@ std::string printed(double value, int digits) {
 }
 
 TEST(NumberText, WritesFloatsAsPrintfDoes) {
-  for (const float value :
-       {0.0f,       -0.0f,   1.0f,         0.1f,      1e-5f,   9.9999995e-5f, 999999.5f,     999999.4f,
-        9999999.7f, 1e10f,   123456792.0f, 0.5f,      2.5e-5f, 16777216.0f,   3.4028235e38f, 1e-38f,
-        1e-45f,     -7e-42f, INFINITY,     -INFINITY, NAN,     -NAN}) {
-    EXPECT_EQ(written(value, 6), printed(value, 6));
-    EXPECT_EQ(written(value, 10), printed(value, 10));
-  }
+  const float edges[] = {0.0f,      -0.0f,       1.0f,          0.1f,   1e-5f,        9.9999995e-5f,
+                         999999.5f, 999999.4f,   9999999.7f,    1e10f,  123456792.0f, 0.5f,
+                         2.5e-5f,   16777216.0f, 3.4028235e38f, 1e-38f, 1e-45f,       -7e-42f,
+                         INFINITY,  -INFINITY,   NAN,           -NAN};
   std::mt19937 random(7);
-  for (int i = 0; i < 200000; ++i) {
+  for (std::size_t i = 0; i < 200000; ++i) {
     const std::uint32_t bits = static_cast<std::uint32_t>(random());
     // Every other one is of the size that coordinates have, with halves to round among them.
-    const float value = i % 2 ? std::bit_cast<float>(bits)
-                              : static_cast<float>(static_cast<int>(bits % 20000001) - 10000000) / 64;
+    const float value = i < std::size(edges) ? edges[i]
+                        : i % 2              ? std::bit_cast<float>(bits)
+                                : static_cast<float>(static_cast<int>(bits % 20000001) - 10000000) / 64;
     ASSERT_EQ(written(value, 6), printed(value, 6)) << bits;
     ASSERT_EQ(written(value, 10), printed(value, 10)) << bits;
   }
@@ -55,8 +52,7 @@ TEST(NumberText, ScansNumbersAsTheCLibraryDoes) {
     } else if (i % 4 == 1) {
       std::snprintf(text, sizeof text, "%.*g", static_cast<int>(r % 20) + 1,
                     static_cast<double>(std::bit_cast<float>(static_cast<std::uint32_t>(random()))));
-    } else if (i % 4 ==
-               2) {  // sixteen digits, whose nearest double is halfway between two floats and they are not
+    } else if (i % 4 == 2) {  // sixteen digits: their nearest double is halfway between floats, they are not
       const float f = 8 + std::ldexp(static_cast<float>(random() % (1 << 20)), -20);
       std::snprintf(text, sizeof text, "%.16g", double{f} + std::ldexp(1.0, -21));
     } else {  // exactly halfway between two floats, and next to it
@@ -67,13 +63,9 @@ TEST(NumberText, ScansNumbersAsTheCLibraryDoes) {
     char const* end = text + std::strlen(text);
     float f = 0;
     double d = 0;
-    ASSERT_EQ(scanFloat(text, end, f), end) << text;
-    ASSERT_EQ(scanDouble(text, end, d), end) << text;
-    const float f0 = std::strtof(text, nullptr);
-    const double d0 = std::strtod(text, nullptr);
-    if (std::isnan(f0)) continue;
-    ASSERT_EQ(f, f0) << text;
-    ASSERT_EQ(d, d0) << text;
+    ASSERT_TRUE(scanFloat(text, end, f) == end && scanDouble(text, end, d) == end) << text;
+    const float expected = std::strtof(text, nullptr);
+    ASSERT_TRUE(std::isnan(expected) || (f == expected && d == std::strtod(text, nullptr))) << text;
   }
 }
 
@@ -103,66 +95,6 @@ TEST(NumberText, RefusesWhatIsNoNumberAndStopsWhereItEnds) {
   const std::string smallest = "-2147483648.";
   EXPECT_EQ(scanInt(smallest.data(), smallest.data() + smallest.size(), i), smallest.data() + 11);
   EXPECT_EQ(i, -2147483647 - 1);
-}
-
-// Extracts three numbers of either kind, with the state after each, from a stream and by the scanner.
-template <typename T, typename Read>
-void expectLikeStream(const std::string& text, const Read& read) {
-  std::istringstream stream(text);
-  stream.imbue(std::locale::classic());
-  char const* p = text.data();
-  char const* end = p + text.size();
-  for (int k = 0; k < 3; ++k) {
-    T expected = T(-7), value = T(-7);
-    stream >> expected;
-    NumberStatus status;
-    p = read(p, end, value, status);
-    ASSERT_EQ(value, expected) << '"' << text << "\" number " << k;
-    ASSERT_EQ(status == NumberStatus::failed, stream.fail()) << '"' << text << "\" number " << k;
-    if (stream.fail()) return;
-  }
-}
-
-TEST(NumberText, ReadsOddLinesLikeAStream) {
-  const char* pieces[] = {"1",
-                          "23",
-                          "0",
-                          "007",
-                          ".",
-                          "e",
-                          "E5",
-                          "e-",
-                          "+",
-                          "-",
-                          " ",
-                          "\t",
-                          "\r",
-                          "/",
-                          "nan",
-                          "inf",
-                          "0x1",
-                          "1e400",
-                          "-1e400",
-                          "1e-400",
-                          "99999999999",
-                          "-2147483648",
-                          "1.5",
-                          ",",
-                          "x",
-                          "\v",
-                          "3.4028236e38",
-                          "16777217",
-                          "0.000000000000000000000000000000000000000000001"};
-  std::mt19937 random(9);
-  for (int i = 0; i < 60000; ++i) {
-    std::string text;
-    for (auto n = random() % 7; n > 0; --n) text += pieces[random() % std::size(pieces)];
-    expectLikeStream<float>(
-        text, [](auto p, auto e, float& v, NumberStatus& s) { return readStreamFloat(p, e, v, s); });
-    expectLikeStream<int>(text,
-                          [](auto p, auto e, int& v, NumberStatus& s) { return readStreamInt(p, e, v, s); });
-    if (HasFatalFailure()) return;
-  }
 }
 
 }  // namespace

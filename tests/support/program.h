@@ -14,15 +14,14 @@ class Program : public testing::Test {
  protected:
   struct Outcome {
     int code;
-    std::string out;
-    std::string err;
+    std::string out, err;
   };
 
   // Runs "qvgeom ARGUMENTS" in the scratch folder by way of the shell, which does the redirections.
   Outcome run(const std::string& arguments, const std::string& before = "") const {
-    const std::string command = "cd '" + folder.path() + "' && " + before + " '" QVGEOM_PROGRAM "' " +
-                                arguments + " > out.txt 2> err.txt";
-    const int status = std::system(command.c_str());
+    const int status = std::system(("cd '" + folder.path() + "' && " + before + " '" QVGEOM_PROGRAM "' " +
+                                    arguments + " > out.txt 2> err.txt")
+                                       .c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), folder.read("out.txt"),
             folder.read("err.txt")};
   }

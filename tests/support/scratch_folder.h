@@ -3,9 +3,9 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <string>
-#include <unistd.h>
 
 namespace qvGeom {
 
@@ -25,11 +25,7 @@ class ScratchFolder {
 
   std::string operator/(const std::string& name) const { return (path_ / name).string(); }
   std::string path() const { return path_.string(); }
-  int numEntries() const {
-    int n = 0;
-    for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator(path_)) ++n;
-    return n;
-  }
+  auto numEntries() const { return std::distance(std::filesystem::directory_iterator(path_), {}); }
   void write(const std::string& name, const std::string& text) const {
     std::ofstream(path_ / name, std::ios::binary) << text;
   }

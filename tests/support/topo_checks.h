@@ -33,13 +33,6 @@ std::vector<Handle> listFrom(Handle first) {
 
 using Numbers = std::vector<std::uint64_t>;
 
-template <typename Handle>
-Numbers numbersOf(const std::vector<Handle>& handles) {
-  Numbers numbers;
-  for (const Handle& h : handles) numbers.push_back(h.number());
-  return numbers;
-}
-
 /// Vertex numbers of a face from its lowest on, so that equal cycles compare equal.
 inline Numbers cornersOf(TopoMeshFace f) {
   Numbers corners;
@@ -49,35 +42,23 @@ inline Numbers cornersOf(TopoMeshFace f) {
   return corners;
 }
 
-inline std::multiset<Numbers> faceSet(const TopoMesh& mesh) {
-  std::multiset<Numbers> faces;
-  for (TopoMeshFace f : listFrom(mesh.firstFace())) faces.insert(cornersOf(f));
-  return faces;
-}
-
 /// Everything a caller can see, in one number.
 inline std::uint64_t fingerprint(const TopoMesh& mesh) {
   std::uint64_t sum = 0xcbf29ce484222325u;
-  const auto mix = [&sum](std::uint64_t x) { sum = (sum ^ x) * 0x100000001b3u ^ sum >> 29; };
+  const auto mix = [&sum](auto... all) { ((sum = (sum ^ all) * 0x100000001b3u ^ sum >> 29), ...); };
   for (auto v = mesh.firstVertex(); v; v = v.nextInMesh()) {
-    mix(v.number());
-    mix(v.firstEdge().number());
+    mix(v.number(), v.firstEdge().number());
     for (double x : v.point().c) mix(std::bit_cast<std::uint64_t>(x));
   }
   for (auto e = mesh.firstEdge(); e; e = e.nextInMesh())
-    for (auto n : {e.number(), e.start().number(), e.face().number(), e.next().number(), e.twin().number()})
-      mix(n);
-  for (auto f = mesh.firstFace(); f; f = f.nextInMesh()) {
-    mix(f.number());
-    mix(f.firstEdge().number());
-  }
+    mix(e.number(), e.start().number(), e.face().number(), e.next().number(), e.twin().number());
+  for (auto f = mesh.firstFace(); f; f = f.nextInMesh()) mix(f.number(), f.firstEdge().number());
   return sum;
 }
 
 /// Vertices, edges (two twins are one) and faces.
 struct Counts {
   int v = 0, e = 0, f = 0;
-  friend Counts operator+(Counts a, Counts b) { return {a.v + b.v, a.e + b.e, a.f + b.f}; }
   friend bool operator==(const Counts&, const Counts&) = default;
   friend std::ostream& operator<<(std::ostream& os, const Counts& c) {
     return os << c.v << " vertices, " << c.e << " edges, " << c.f << " faces";
@@ -94,22 +75,22 @@ inline Counts countsOf(const TopoMesh& mesh) {
 /// Whether the mesh is a surface of triangles with one fan at each vertex and no edge or face twice.
 inline ::testing::AssertionResult isSimplicialSurface(const TopoMesh& mesh) {
   if (auto valid = isValid(mesh); !valid) return valid;
+  const auto no = [] { return ::testing::AssertionFailure(); };
   std::map<TopoMeshVertex, int> outgoing;
   std::set<std::pair<TopoMeshVertex, TopoMeshVertex>> directed;
   std::set<Numbers> faces;
   for (TopoMeshEdge e : listFrom(mesh.firstEdge())) {
     ++outgoing[e.start()];
-    if (!directed.insert({e.start(), e.end()}).second) return ::testing::AssertionFailure() << "edge twice";
+    if (!directed.insert({e.start(), e.end()}).second) return no() << "edge twice";
+    if (!e.twin() && mesh.findEdge(e.end(), e.start())) return no() << "seam";
   }
   for (const auto& [v, n] : outgoing)
-    if (v.valence() != n) return ::testing::AssertionFailure() << "several fans at vertex " << v.number();
-  for (const auto& [a, b] : directed)
-    if (directed.count({b, a}) && !mesh.findEdge(a, b).twin()) return ::testing::AssertionFailure() << "seam";
+    if (v.valence() != n) return no() << "several fans at vertex " << v.number();
   for (TopoMeshFace f : listFrom(mesh.firstFace())) {
     Numbers corners = cornersOf(f);
     std::sort(corners.begin(), corners.end());
     if (corners.size() != 3 || !faces.insert(corners).second)
-      return ::testing::AssertionFailure() << "face " << f.number() << " is no triangle or lies on another";
+      return no() << "face " << f.number() << " is no triangle or lies on another";
   }
   return ::testing::AssertionSuccess();
 }

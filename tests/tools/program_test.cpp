@@ -2,20 +2,18 @@
 
 #include "tests/support/program.h"
 
-#include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 #include <string>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace qvGeom {
 namespace {
 
+using testing::AllOf;
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 
 const std::string kCube =
@@ -27,46 +25,30 @@ TEST_F(Program, InfoMeasuresAndSaysSoInJson) {
   const Outcome o = run("info --json cube.obj");
   ASSERT_EQ(o.code, 0) << o.err;
   EXPECT_EQ(o.err, "");
-  const auto json = nlohmann::ordered_json::parse(o.out);
-  std::string keys;
-  for (const auto& item : json.items()) keys += item.key() + ' ';
-  EXPECT_EQ(keys,
-            "schema file vertices triangles unusedVertices distinctPositions degenerateTriangles components "
-            "boundaryLoops boundaryVertices area longestEdge boundingBox hasNormals hasUVs seconds ");
-  EXPECT_EQ(json["schema"], 1);
-  EXPECT_EQ(json["file"], "cube.obj");
-  EXPECT_EQ(json["vertices"], 9);
-  EXPECT_EQ(json["triangles"], 11);
-  EXPECT_EQ(json["unusedVertices"], 1);
-  EXPECT_EQ(json["distinctPositions"], 9);
-  EXPECT_EQ(json["degenerateTriangles"], 1);
-  EXPECT_EQ(json["components"], 1);
-  EXPECT_EQ(json["area"], 5);
-  EXPECT_NEAR(json["longestEdge"].get<double>(), std::sqrt(2.0), 1e-6);
-  EXPECT_EQ(json["boundingBox"]["max"], nlohmann::ordered_json({9, 9, 9}));
-  EXPECT_EQ(json["hasNormals"], true);
-  EXPECT_EQ(json["hasUVs"], false);
-}
+  auto json = nlohmann::ordered_json::parse(o.out);
+  EXPECT_EQ(json.erase("seconds"), 1u);
+  EXPECT_EQ(json.dump(), R"({"schema":1,"file":"cube.obj","vertices":9,"triangles":11,"unusedVertices":1,)"
+                         R"("distinctPositions":9,"degenerateTriangles":1,"components":1,"boundaryLoops":1,)"
+                         R"("boundaryVertices":4,"area":5,"longestEdge":1.41421354,)"
+                         R"("boundingBox":{"min":[0,0,0],"max":[9,9,9]},"hasNormals":true,"hasUVs":false})");
+  EXPECT_THAT(run("info cube.obj").out, HasSubstr("boundary loops        1\n"));
+  EXPECT_THAT(run("-v --threads 3 info cube.obj").err, HasSubstr("MeshAdjTris: 9 vertices 11 triangles"));
 
-TEST_F(Program, InfoPrintsATable) {
-  folder.write("cube.obj", kCube);
-  const Outcome o = run("info cube.obj");
-  EXPECT_EQ(o.code, 0);
-  EXPECT_THAT(o.out, HasSubstr("boundary loops        1\n"));
-  EXPECT_THAT(o.out, HasSubstr("boundary vertices     4\n"));
-  EXPECT_THAT(run("-v --threads 3 info cube.obj").err, HasSubstr("MeshAdjTris: 8 vertices 10 triangles"));
-  EXPECT_EQ(run("info --format obj - < cube.obj").code, 0);
+  folder.write("nan.qvm", "3 1\nnan 0 0\n0 inf 0\n0 0 1\n3 0 1 2\n");
+  EXPECT_TRUE(nlohmann::json::parse(run("info --json nan.qvm").out)["area"].is_null()) << "JSON has no NaN";
+  folder.write("empty.obj", "");
+  EXPECT_TRUE(nlohmann::json::parse(run("info --json empty.obj").out)["boundingBox"].is_null());
+  ASSERT_EQ(run("convert empty.obj -o empty.qvm").code, 0);
+  EXPECT_EQ(folder.read("empty.qvm"), "0 0\n");
 }
 
 TEST_F(Program, ConvertsBothWaysAndThroughPipes) {
   folder.write("cube.obj", kCube);
   ASSERT_EQ(run("convert cube.obj -o cube.qvm").code, 0);
   EXPECT_THAT(folder.read("cube.qvm"), StartsWith("8 10\n0 0 0\n"));
-  ASSERT_EQ(run("convert cube.qvm --output back.obj").code, 0);
-  const Outcome piped = run("convert --format qvm --to obj - -o - < cube.qvm");
+  const Outcome piped = run("convert --format qvm --to obj - --output - < cube.qvm");
   EXPECT_EQ(piped.code, 0);
-  EXPECT_EQ(piped.out, folder.read("back.obj"));
-  EXPECT_THAT(piped.out, HasSubstr("\nf 4  3  2 \n"));
+  EXPECT_THAT(piped.out, AllOf(StartsWith("v 0 0 0\nv 1 0 0\n"), HasSubstr("\nf 4  3  2 \n")));
 }
 
 TEST_F(Program, WeldsAndCountsPlaces) {
@@ -79,14 +61,11 @@ TEST_F(Program, WeldsAndCountsPlaces) {
     return std::pair(json["vertices"].get<int>(), json["distinctPositions"].get<int>());
   };
   EXPECT_EQ(places("soup.obj"), std::pair(6, 4));
-  EXPECT_THAT(run("info soup.obj").out, HasSubstr("distinct positions    4\n"));
   ASSERT_EQ(run("weld soup.obj -o kept.obj").code, 0);
   EXPECT_EQ(places("kept.obj"), std::pair(5, 4));
-  ASSERT_EQ(run("weld --ignore-normals soup.obj -o bare.obj").code, 0);
-  EXPECT_THAT(folder.read("bare.obj"), testing::Not(HasSubstr("vn ")));
-  const Outcome bare = run("weld --ignore-normals --format obj --to qvm - -o - < soup.obj");
-  EXPECT_EQ(bare.code, 0);
-  EXPECT_EQ(bare.out, "4 2\n0 0 0\n1 0 0\n1 1 -0\n2 0 0\n3 3 2 1\n3 0 1 2\n");
+  EXPECT_THAT(run("weld --ignore-normals soup.obj --to obj -o -").out, Not(HasSubstr("vn ")));
+  EXPECT_EQ(run("weld --ignore-normals --format obj --to qvm - -o - < soup.obj").out,
+            "4 2\n0 0 0\n1 0 0\n1 1 -0\n2 0 0\n3 3 2 1\n3 0 1 2\n");
   folder.write("nan.qvm", "5 0\n1 0 0\nnan 0 0\n1 0 0\nnan 0 0\n1 0 0\n");
   EXPECT_EQ(places("nan.qvm"), std::pair(5, 3)) << "a NaN equals none and hides none";
 }
@@ -94,11 +73,7 @@ TEST_F(Program, WeldsAndCountsPlaces) {
 TEST_F(Program, FailsInOneLineWithTheCodeForIt) {
   folder.write("cube.obj", kCube);
   folder.write("bad.qvm", "3 1\n0 0 0\n");
-  folder.write("huge.qvm", "2000000000 2000000000\n");
-  folder.write("noise.obj", std::string("\x7f"
-                                        "ELF\0\1\2\n\n\xff\xfe",
-                                        11));
-  folder.write("empty.obj", "");
+  folder.write("noise.obj", std::string("\x7f\0\1\2\n\n\xff\xfe", 8));
   std::filesystem::create_directory(folder / "folder.obj");
   struct Case {
     const char* arguments;
@@ -109,16 +84,11 @@ TEST_F(Program, FailsInOneLineWithTheCodeForIt) {
            Case{"info missing.obj", 3, "missing.obj: No such file"},
            Case{"info folder.obj", 3, "folder.obj: Is a directory"},
            Case{"info bad.qvm", 3, "bad.qvm: not a mesh in the counted format"},
-           Case{"info huge.qvm", 3, "huge.qvm: not a mesh"},
            Case{"info noise.obj", 0, "noise.obj: no vertices found"},
-           Case{"-q info noise.obj", 0, ""},
-           Case{"info empty.obj", 0, ""},
            Case{"info cube.stl", 2, "cannot tell the format of cube.stl"},
            Case{"info -", 2, "cannot tell the format of standard input"},
            Case{"info --format ply cube.obj", 2, "unknown format 'ply'"},
-           Case{"info", 2, "FILE is required"},
            Case{"", 2, "subcommand is required"},
-           Case{"dance", 2, ""},
            Case{"--threads 0 info cube.obj", 2, "--threads"},
            Case{"help dance", 2, "there is no verb 'dance'"},
            Case{"convert cube.obj", 2, "--output is required"},
@@ -126,7 +96,6 @@ TEST_F(Program, FailsInOneLineWithTheCodeForIt) {
            Case{"convert cube.obj -o folder.obj", 4, "folder.obj: Is a directory"},
            Case{"convert cube.obj --to obj -o /dev/full", 4, "No space left"},
            Case{"convert bad.qvm -o out.obj", 3, "bad.qvm"},
-           Case{"weld bad.qvm -o out.obj", 3, "bad.qvm"},
        }) {
     SCOPED_TRACE(c.arguments);
     const Outcome o = run(c.arguments);
@@ -138,18 +107,7 @@ TEST_F(Program, FailsInOneLineWithTheCodeForIt) {
     }
   }
   EXPECT_FALSE(std::filesystem::exists(folder / "out.obj"));
-  EXPECT_EQ(folder.numEntries(), 8) << "no temporary file is left";
-}
-
-TEST_F(Program, EmptyMeshesAreMeshes) {
-  folder.write("empty.obj", "");
-  const auto json = nlohmann::json::parse(run("info --json empty.obj").out);
-  EXPECT_EQ(json["triangles"], 0);
-  EXPECT_TRUE(json["boundingBox"].is_null());
-  ASSERT_EQ(run("convert empty.obj -o empty.qvm").code, 0);
-  EXPECT_EQ(folder.read("empty.qvm"), "0 0\n");
-  folder.write("nan.qvm", "3 1\nnan 0 0\n0 inf 0\n0 0 1\n3 0 1 2\n");
-  EXPECT_TRUE(nlohmann::json::parse(run("info --json nan.qvm").out)["area"].is_null()) << "JSON has no NaN";
+  EXPECT_EQ(folder.numEntries(), 6) << "no temporary file is left";
 }
 
 TEST_F(Program, KeepsTheOldFileAndItsNatureUntilTheNewOneIsWhole) {
@@ -171,35 +129,17 @@ TEST_F(Program, KeepsTheOldFileAndItsNatureUntilTheNewOneIsWhole) {
 TEST_F(Program, ExplainsItself) {
   EXPECT_THAT(run("--version").out, StartsWith("qvgeom 0."));
   EXPECT_THAT(run("help").out, HasSubstr("Exit codes"));
-  for (const std::string verb : {"info", "convert", "weld"}) {
-    const Outcome o = run("help " + verb);
-    EXPECT_EQ(o.code, 0);
-    EXPECT_THAT(o.out, HasSubstr("Examples:\n  qvgeom " + verb));
-  }
+  for (const std::string verb : {"info", "convert", "weld", "make", "normals", "transform"})
+    EXPECT_THAT(run("help " + verb).out, HasSubstr("Examples:\n  qvgeom " + verb));
 }
 
 TEST_F(Program, StopsOnCtrlCWithoutATrace) {
-  int ends[2];
-  ASSERT_EQ(pipe(ends), 0);
-  const pid_t child = fork();
-  ASSERT_GE(child, 0);
-  if (child == 0) {  // reads from a pipe that stays open and says nothing
-    dup2(ends[0], STDIN_FILENO);
-    std::freopen((folder / "err.txt").c_str(), "w", stderr);
-    execl(QVGEOM_PROGRAM, "qvgeom", "convert", "--format", "obj", "-", "-o", (folder / "out.qvm").c_str(),
-          nullptr);
-    _exit(99);
-  }
-  usleep(300000);
-  kill(child, SIGINT);
-  int status = 0;
-  waitpid(child, &status, 0);
-  close(ends[0]);
-  close(ends[1]);
-  ASSERT_TRUE(WIFEXITED(status));
-  EXPECT_EQ(WEXITSTATUS(status), 130);
-  EXPECT_EQ(folder.numEntries(), 1);
-  EXPECT_EQ(folder.read("err.txt"), "qvgeom: interrupted\n");
+  // Reads from a pipe that stays open and says nothing; in the foreground the signal comes but once.
+  const Outcome o =
+      run("convert --format obj - -o out.qvm", "sleep 1 | timeout --foreground --preserve-status -s INT 0.4");
+  EXPECT_EQ(o.code, 130);
+  EXPECT_EQ(o.err, "qvgeom: interrupted\n");
+  EXPECT_EQ(folder.numEntries(), 2) << "what this test writes itself";
 }
 
 }  // namespace

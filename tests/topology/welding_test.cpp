@@ -2,41 +2,25 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
-#include <cstring>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <limits>
 #include <numeric>
 #include <random>
-#include <vector>
 
 #include "tests/support/mesh_checks.h"
-#include "tests/support/shapes.h"
 
 namespace qvGeom {
 namespace {
 
 using Flags = MeshModification::Flag;
 using testing::ElementsAre;
-using testing::MatchesRegex;
-
-constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
-constexpr float kInf = std::numeric_limits<float>::infinity();
 
 // Everything welding touches, bit for bit: a NaN equals itself, and the two zeros differ.
-std::vector<std::uint32_t> contentsOf(const CompactMesh& mesh) {
-  std::vector<std::uint32_t> all;
-  const auto add = [&](const void* values, int n) {
-    const std::size_t size = all.size();
-    all.resize(size + (values ? static_cast<std::size_t>(n) : 0));
-    if (values && n > 0) std::memcpy(&all[size], values, 4 * static_cast<std::size_t>(n));
-  };
-  const int n = mesh.getNumVertices();
-  add(mesh.getVertices(), 3 * n);
-  add(mesh.getNormals(), 3 * n);
-  add(mesh.getUVs(), 2 * n);
-  add(mesh.getTriangles(), 3 * mesh.getNumTriangles());
+Ints contentsOf(const CompactMesh& mesh) {
+  Ints all = indicesOf(mesh);
+  for (const Floats& values : {positionsOf(mesh), normalsOf(mesh), uvsOf(mesh)})
+    for (const float x : values) all.push_back(std::bit_cast<int>(x));
   return all;
 }
 
@@ -49,26 +33,24 @@ struct Welded {
       MeshRemap* maps = change.getRemap();
       EXPECT_TRUE(maps && maps->vertices == &remap && !maps->triangles);
       EXPECT_EQ(change.getType(), MeshModification::TopologyModified);
-      EXPECT_EQ(remap.getRangeSize(), mesh.getNumVertices());
       flags.push_back(change.flags());
       seen = contentsOf(mesh);
     });
-    DebugLog log;
     qvUtil::Progress progress;
     meshCompact(mesh, progress, remap);
     EXPECT_EQ(progress.fraction(), 1);
-    messages = log.messages;
+    EXPECT_EQ(remap.getRangeSize(), mesh.getNumVertices());
+    EXPECT_TRUE(flags.empty() || (flags.size() == 1 && seen == contentsOf(mesh))) << "one notice, at the end";
     for (int i = 0; i < remap.getDomainSize(); ++i) map.push_back(remap(i));
   }
+  DebugLog log;
   Remap remap;
-  std::vector<int> map;
-  std::vector<unsigned> flags;  // one entry per notice
-  std::vector<std::uint32_t> seen;
-  std::vector<std::string> messages;
+  Ints map, seen;
+  std::vector<unsigned> flags;
 };
 
-std::vector<int> identity(int n) {
-  std::vector<int> map(static_cast<std::size_t>(n));
+Ints identity(int n) {
+  Ints map(static_cast<std::size_t>(n));
   std::iota(map.begin(), map.end(), 0);
   return map;
 }
@@ -76,7 +58,7 @@ std::vector<int> identity(int n) {
 bool normalsDecide(const CompactMesh& mesh) { return mesh.getNormals() && !mesh.getNormalsComputed(); }
 
 // What the map makes of a mesh: of merged vertices the last one's values stay.
-CompactMesh moved(const CompactMesh& mesh, const std::vector<int>& map) {
+CompactMesh moved(const CompactMesh& mesh, const Ints& map) {
   CompactMesh result = mesh;
   for (int v = 0; v < mesh.getNumVertices(); ++v) {
     result.getVertices()[map[v]] = mesh.getVertices()[v];
@@ -91,7 +73,6 @@ CompactMesh moved(const CompactMesh& mesh, const std::vector<int>& map) {
 
 // The values that vertices are told apart by, in the order of comparing.
 using Key = std::array<float, 8>;
-
 std::vector<Key> keysOf(const CompactMesh& mesh) {
   std::vector<Key> keys(static_cast<std::size_t>(mesh.getNumVertices()), Key{});
   for (std::size_t v = 0; v < keys.size(); ++v) {
@@ -103,8 +84,8 @@ std::vector<Key> keysOf(const CompactMesh& mesh) {
   return keys;
 }
 
-std::vector<int> expectedMap(const std::vector<Key>& keys) {
-  std::vector<int> order = identity(static_cast<int>(keys.size())), map(keys.size());
+Ints expectedMap(const std::vector<Key>& keys) {
+  Ints order = identity(static_cast<int>(keys.size())), map(keys.size());
   std::stable_sort(order.begin(), order.end(), [&](int a, int b) { return keys[a] < keys[b]; });
   int count = 0;
   for (std::size_t i = 0; i < order.size(); ++i)
@@ -112,11 +93,12 @@ std::vector<int> expectedMap(const std::vector<Key>& keys) {
   return count < static_cast<int>(keys.size()) ? map : identity(count);
 }
 
-// Values out of a short list, so that every depth of the comparison decides somewhere.
+// Values out of a short list, so that every depth of the comparison decides somewhere; eight seeds go through
+// all sets of arrays.
 CompactMesh tiedSoup(unsigned seed, int n, bool nan) {
   std::mt19937 random(seed);
-  const std::vector<float> values{0.0f,  -0.0f,  1,       -1,     1.5f,  -1.5f,  kInf,
-                                  -kInf, 1e-45f, -1e-45f, 1e-38f, 3e38f, -3e38f, nan ? kNaN : 2.0f};
+  const Floats values{0.0f,  -0.0f,  1,       -1,     1.5f,  -1.5f,  kInf,
+                      -kInf, 1e-45f, -1e-45f, 1e-38f, 3e38f, -3e38f, nan ? kNan : 2.0f};
   const auto fill = [&](float* p, int count, std::size_t choices) {
     for (int i = 0; i < count; ++i) p[i] = values[values.size() - 1 - random() % choices];
   };
@@ -124,62 +106,116 @@ CompactMesh tiedSoup(unsigned seed, int n, bool nan) {
   fill(mesh.getVerticesRaw(), 3 * n, 1 + seed % values.size());
   if (seed % 7 == 3)  // few x, many y
     for (int v = 0; v < n; ++v) mesh.getVertices()[v].y = static_cast<float>(random());
-  if (seed % 4 > 0) {
+  if (seed % 2 == 0) {
     mesh.allocNormalArray();
     fill(mesh.getNormalsRaw(), 3 * n, 2 + seed % 3);
   }
-  if (seed % 4 > 1) {
+  if (seed / 2 % 2 == 1) {
     mesh.allocUVArray();
     fill(mesh.getUVsRaw(), 2 * n, values.size());
   }
-  mesh.setNormalsComputed(seed % 4 == 3);
+  mesh.setNormalsComputed(seed / 4 % 2 == 0);
   return mesh;
+}
+
+void expectWelded(const CompactMesh& before, const Ints& map) {
+  CompactMesh after = before;
+  const Welded welded(after);
+  ASSERT_TRUE(welded.map == map);
+  EXPECT_TRUE(contentsOf(after) == contentsOf(moved(before, map)));
+  if (after.getNumVertices() == before.getNumVertices()) return;
+  EXPECT_THAT(welded.flags, ElementsAre(Flags::TriangleNormalsValid |
+                                        (normalsDecide(before) ? Flags::NormalsModified : 0u) |
+                                        (before.getUVs() ? Flags::UVsModified : 0u)));
+}
+
+TEST(Weld, AgreesWithASortByComparison) {
+  for (unsigned seed = 0; seed < 64; ++seed) {
+    SCOPED_TRACE(seed);
+    const CompactMesh before = tiedSoup(seed, 1 + static_cast<int>(seed * seed % 7919), false);
+    expectWelded(before, expectedMap(keysOf(before)));
+  }
+}
+
+// Large enough to be split; the keys of seed 14 differ in the last columns only, those of 31 tie in long
+// runs.
+TEST(Weld, IsTheSameForEveryNumberOfThreads) {
+  for (const unsigned seed : {6u, 14u, 31u}) {
+    SCOPED_TRACE(seed);
+    const CompactMesh before = tiedSoup(seed, 100'001, false);
+    const Ints map = expectedMap(keysOf(before));
+    forThreadCounts([&] { expectWelded(before, map); });
+  }
+}
+
+// There is no order to speak of then. Still some equal vertices merge, nothing else does, and threads do not
+// show.
+TEST(Weld, MergesEqualVerticesOnlyAmongNaN) {
+  int merged = 0;
+  for (unsigned seed = 0; seed < 30; ++seed) {
+    SCOPED_TRACE(seed);
+    const CompactMesh before = tiedSoup(seed, 2 + static_cast<int>(seed * 29), true);
+    CompactMesh after = before;
+    const Ints map = Welded(after).map;
+    forThreadCounts([&] { expectWelded(before, map); });
+    const std::vector<Key> keys = keysOf(before);
+    for (std::size_t v = 0; v < keys.size(); ++v)
+      for (std::size_t w = 0; w < v; ++w) {
+        if (map[v] != map[w]) continue;
+        ASSERT_EQ(keys[v], keys[w]);
+        ++merged;
+      }
+  }
+  EXPECT_GT(merged, 100);
 }
 
 CompactMesh twoEqualOfThree() { return shapes::make({{1, 0, 0}, {0, 0, 0}, {1, 0, 0}}, {{0, 1, 2}}); }
 
-TEST(Weld, SortsMergesAndSaysSo) {
-  CompactMesh mesh = twoEqualOfThree();
-  mesh.allocNormalArray();
-  mesh.allocUVArray();
-  const Welded welded(mesh);
-  EXPECT_EQ(welded.map, (std::vector<int>{1, 0, 1}));
-  EXPECT_EQ(positionsOf(mesh), (std::vector<float>{0, 0, 0, 1, 0, 0}));
-  EXPECT_EQ(indicesOf(mesh), (std::vector<int>{1, 0, 1})) << "a collapsed triangle stays";
-  EXPECT_EQ(welded.seen, contentsOf(mesh)) << "the notice comes last";
-  EXPECT_THAT(welded.messages, ElementsAre("meshCompact: 3 vertices, 1 triangles\n",
-                                           MatchesRegex("  sorted vertices: [0-9.]+ s\n"),
-                                           MatchesRegex("  initialized remap: [0-9.]+ s\n"),
-                                           MatchesRegex("  remapped vertices: [0-9.]+ s\n"),
-                                           MatchesRegex("  remapped normals: [0-9.]+ s\n"),
-                                           MatchesRegex("  remapped triangles: [0-9.]+ s\n")));
-}
-
-// The last two vertices are alike, but for a NaN at the very end of what takes part.
-CompactMesh withNaN(bool inNormals, bool inUVs) {
-  const float last = inNormals || inUVs ? 1 : kNaN;
-  CompactMesh mesh = shapes::make({{0, 1, 1}, {1, 1, last}, {1, 1, last}}, {{0, 1, 2}});
-  if (inNormals || inUVs) mesh.allocNormalArray();
-  for (int v = 1; inNormals && v < 3; ++v) mesh.getNormals()[v].z = kNaN;
-  if (inUVs) mesh.allocUVArray();
-  for (int v = 1; inUVs && v < 3; ++v) mesh.getUVs()[v].v = kNaN;
-  return mesh;
-}
-
-TEST(Weld, LeavesAMeshWithoutEqualVerticesAlone) {
-  for (CompactMesh mesh : {CompactMesh(), shapes::make({{3, 0, 0}, {2, 0, 0}, {1, 0, 0}}, {{0, 1, 2}}),
-                           withNaN(false, false), withNaN(true, false), withNaN(false, true)}) {
-    const auto before = contentsOf(mesh);
+TEST(Weld, MapsEverythingThatNamesVertices) {
+  enum : int { kStrips = 1, kFans = 2, kLines = 4, kLineStrips = 8 };
+  for (int has = 0; has < 16; ++has) {
+    SCOPED_TRACE(has);
+    CompactMesh mesh = twoEqualOfThree();
+    mesh.allocNormalArray();
+    mesh.allocSTArray();
+    mesh.getSelectedVertices().resize(3);
+    mesh.getTriangles()[0][1] = 7;  // names no vertex
+    if (has & kStrips) mesh.resizeTriStripArrays(1, 3);
+    if (has & kFans) mesh.resizeTriFanArrays(1, 3);
+    if (has & kLineStrips) mesh.resizeLineStripArrays(1, 3);
+    for (int* p : {mesh.getTriStripPoints(), mesh.getTriFanPoints(), mesh.getLineStripPoints()})
+      if (p) std::iota(p, p + 3, 0);
+    if (has & kLines) mesh.resizeLineArray(2);
+    if (has & kLines) mesh.getLines()[1] = {{2, 1}};
     const Welded welded(mesh);
-    EXPECT_EQ(welded.map, identity(mesh.getNumVertices()));
-    EXPECT_EQ(welded.remap.getRangeSize(), mesh.getNumVertices());
-    EXPECT_EQ(contentsOf(mesh), before);
-    EXPECT_TRUE(welded.flags.empty());
-    EXPECT_EQ(welded.messages.size(), 3u);
+    EXPECT_THAT(welded.flags, ElementsAre(Flags::TriangleNormalsValid | Flags::NormalsModified |
+                                          (has & (kStrips | kFans) ? Flags::StripsAndFansModified : 0u) |
+                                          (has & kLines ? Flags::LinesModified : 0u) |
+                                          (has & kLineStrips ? Flags::LineStripsModified : 0u)));
+    for (int* p : {mesh.getTriStripPoints(), mesh.getTriFanPoints(), mesh.getLineStripPoints()})
+      EXPECT_EQ(intsOf(p, 3), p ? (Ints{1, 0, 1}) : Ints());
+    EXPECT_TRUE(!(has & kLines) || intsOf(mesh.getLines()[0].v, 4) == (Ints{1, 1, 1, 0}));
+    EXPECT_EQ(indicesOf(mesh), (Ints{1, -1, 1}));
+    EXPECT_EQ(mesh.getAttributes(PointMesh::STsName)->getNumElements(), 2);
+    EXPECT_EQ(mesh.getSelectedVertices().size(), 3u);
+    std::string stages;
+    for (const std::string& line : welded.log.messages) stages += line.substr(0, line.find(':')) + ';';
+    EXPECT_EQ(stages,
+              "meshCompact;  sorted vertices;  initialized remap;  remapped vertices;  remapped normals;"
+              "  remapped triangles;");
   }
 }
 
-TEST(Weld, LeavesTheMeshAloneWhenCancelled) {
+TEST(Weld, LeavesAMeshWithoutEqualVerticesAloneAndOneThatIsCancelled) {
+  for (CompactMesh mesh : {CompactMesh(), shapes::make({{3, 0, 0}, {1, 0, 0}}, {{0, 1, 1}}),
+                           shapes::make({{1, 1, kNan}, {1, 1, kNan}}, {{0, 1, 0}})}) {
+    const Ints before = contentsOf(mesh);
+    const Welded welded(mesh);
+    EXPECT_EQ(welded.map, identity(mesh.getNumVertices()));
+    EXPECT_EQ(contentsOf(mesh), before);
+    EXPECT_TRUE(welded.flags.empty());
+    EXPECT_EQ(welded.log.messages.size(), 3u);
+  }
   for (const double when : {0.0, 0.8, 1.0}) {  // beforehand, after sorting, after numbering
     CompactMesh mesh = twoEqualOfThree();
     qvUtil::Progress* target = nullptr;
@@ -191,140 +227,19 @@ TEST(Weld, LeavesTheMeshAloneWhenCancelled) {
     Remap remap;
     meshCompact(mesh, progress, remap);
     EXPECT_EQ(contentsOf(mesh), contentsOf(twoEqualOfThree()));
-    EXPECT_EQ(remap.getRangeSize(), 3);
-    for (int v = 0; v < 3; ++v) EXPECT_EQ(remap(v), v);
+    EXPECT_TRUE(remap.getRangeSize() == 3 && remap(0) == 0 && remap(1) == 1 && remap(2) == 2);
   }
-}
-
-// Two places; the normals differ at one, the texture coordinates at the other.
-TEST(Weld, SuppliedNormalsDecideAndWithThemTextureCoordinates) {
-  const std::vector<MeshVertex> at{{5, 0, 0}, {1, -0.0f, 0}, {5, 0, 0}, {1, 0.0f, 0}, {5, 0, 0}};
-  const std::vector<MeshNormal> normals{{0, 0, 1}, {0, 1, 0}, {0, 0, -1}, {0, 1, 0}, {0, 0, 1}};
-  const std::vector<MeshUV> uvs{{1, 1}, {2, 3}, {1, 1}, {2, 2}, {1, 1}};
-  enum : unsigned { kNormals = 1, kComputed = 2, kUVs = 4 };
-  struct Case {
-    unsigned has;
-    std::vector<int> map;
-  };
-  for (const Case& c : {Case{0, {1, 0, 1, 0, 1}}, Case{kNormals, {2, 0, 1, 0, 2}},
-                        Case{kNormals | kComputed, {1, 0, 1, 0, 1}}, Case{kUVs, {1, 0, 1, 0, 1}},
-                        Case{kNormals | kUVs, {3, 1, 2, 0, 3}}, Case{7, {1, 0, 1, 0, 1}}}) {
-    SCOPED_TRACE(c.has);
-    const bool supplied = (c.has & (kNormals | kComputed)) == kNormals;
-    CompactMesh mesh(5, at.data(), c.has & kNormals ? normals.data() : nullptr,
-                     c.has & kUVs ? uvs.data() : nullptr, nullptr);
-    mesh.setNormalsComputed(c.has & kComputed);
-    const CompactMesh before = mesh;
-    const Welded welded(mesh);
-    EXPECT_EQ(welded.map, c.map);
-    EXPECT_EQ(contentsOf(mesh), contentsOf(moved(before, c.map)));
-    EXPECT_THAT(welded.flags,
-                ElementsAre(Flags::TriangleNormalsValid | (supplied ? Flags::NormalsModified : 0u) |
-                            (c.has & kUVs ? Flags::UVsModified : 0u)));
-    EXPECT_EQ(welded.messages.size(), supplied ? 6u : 5u);
-  }
-}
-
-TEST(Weld, MapsEverythingThatNamesVertices) {
-  const auto with = [](int strips, int fans, int lines, int lineStrips) {
-    CompactMesh mesh = twoEqualOfThree();
-    mesh.resizeTriStripArrays(strips, 3 * strips);
-    mesh.resizeTriFanArrays(fans, 3 * fans);
-    mesh.resizeLineStripArrays(lineStrips, 3 * lineStrips);
-    mesh.resizeLineArray(lines);
-    for (int* p : {mesh.getTriStripPoints(), mesh.getTriFanPoints(), mesh.getLineStripPoints()})
-      if (p) std::iota(p, p + 3, 0);
-    if (lines) mesh.getLines()[lines - 1] = {{2, 1}};
-    return mesh;
-  };
-  const unsigned base = Flags::TriangleNormalsValid;
-  CompactMesh all = with(1, 1, 2, 1);
-  all.allocSTArray();
-  all.getSelectedVertices().resize(3);
-  all.getTriangles()[0][1] = 7;  // names no vertex
-  EXPECT_THAT(Welded(all).flags, ElementsAre(base | Flags::StripsAndFansModified | Flags::LinesModified |
-                                             Flags::LineStripsModified));
-  for (int* p : {all.getTriStripPoints(), all.getTriFanPoints(), all.getLineStripPoints()})
-    EXPECT_THAT(std::vector<int>(p, p + 3), ElementsAre(1, 0, 1));
-  EXPECT_THAT(all.getLines()[0].v, ElementsAre(1, 1));
-  EXPECT_THAT(all.getLines()[1].v, ElementsAre(1, 0));
-  EXPECT_THAT(indicesOf(all), ElementsAre(1, -1, 1));
-  EXPECT_EQ(all.getAttributes(PointMesh::STsName)->getNumElements(), 2);
-  EXPECT_EQ(all.getSelectedVertices().size(), 3u);
-  for (auto [mesh, flag] : {std::pair(with(1, 0, 0, 0), Flags::StripsAndFansModified),
-                            std::pair(with(0, 1, 0, 0), Flags::StripsAndFansModified),
-                            std::pair(with(0, 0, 1, 0), Flags::LinesModified)})
-    EXPECT_THAT(Welded(mesh).flags, ElementsAre(base | flag));
-}
-
-TEST(Weld, AgreesWithASortByComparison) {
-  for (unsigned seed = 0; seed < 60; ++seed) {
-    SCOPED_TRACE(seed);
-    const CompactMesh before = tiedSoup(seed, 1 + static_cast<int>(seed * seed % 7919), false);
-    CompactMesh after = before;
-    const Welded welded(after);
-    ASSERT_EQ(welded.map, expectedMap(keysOf(before)));
-    EXPECT_EQ(contentsOf(after), contentsOf(moved(before, welded.map)));
-    EXPECT_TRUE(Welded(after).flags.empty()) << "welding twice changes nothing";
-  }
-}
-
-// Large enough to be split; the keys of seed 14 differ in the last columns only, those of 31 tie in long
-// runs.
-TEST(Weld, IsTheSameForEveryNumberOfThreads) {
-  for (const unsigned seed : {6u, 14u, 31u}) {
-    SCOPED_TRACE(seed);
-    const CompactMesh before = tiedSoup(seed, 100'001, false);
-    const std::vector<int> map = expectedMap(keysOf(before));
-    const auto expected = contentsOf(moved(before, map));
-    forThreadCounts([&] {
-      CompactMesh after = before;
-      EXPECT_TRUE(Welded(after).map == map);
-      EXPECT_TRUE(contentsOf(after) == expected);
-    });
-  }
-}
-
-// There is no order to speak of then. Still some equal vertices merge, nothing else does, and threads do not
-// show.
-TEST(Weld, MergesEqualVerticesOnlyAmongNaN) {
-  int merged = 0;
-  for (unsigned seed = 0; seed < 30; ++seed) {
-    SCOPED_TRACE(seed);
-    const CompactMesh before = tiedSoup(seed, 2 + static_cast<int>(seed * 29), true);
-    const std::vector<Key> keys = keysOf(before);
-    std::vector<int> map;
-    forThreadCounts([&] {
-      CompactMesh after = before;
-      const Welded welded(after);
-      if (map.empty()) map = welded.map;
-      EXPECT_EQ(welded.map, map);
-      EXPECT_EQ(contentsOf(after), contentsOf(moved(before, map)));
-    });
-    std::vector<int> first(keys.size(), -1);
-    for (std::size_t v = 0; v < keys.size(); ++v) {
-      int& met = first.at(static_cast<std::size_t>(map[v]));
-      if (met < 0) {
-        met = static_cast<int>(v);
-      } else {
-        ASSERT_EQ(keys[met], keys[v]);
-        ++merged;
-      }
-    }
-  }
-  EXPECT_GT(merged, 100);
 }
 
 TEST(Weld, ComparatorsDeferInOrder) {
-  const float vertices[] = {0, 0, 0, -0.0f, 0, 0, 0, 0, 1, kNaN, 0, 0};
+  const float vertices[] = {0, 0, 0, -0.0f, 0, 0, 0, 0, 1, kNan, 0, 0};
   const float normals[] = {1, 0, 0, 1, 0, 0, 0, 0, 0, 1, 0, 0};
   const float uvs[] = {0, 2, 0, 1, 0, 0, 0, 2};
   const VertexNormalUVCompare byAll{vertices, normals, uvs};
-  EXPECT_EQ((VertexNormalCompare{vertices, normals}(0, 1)), 0);
   EXPECT_GT(byAll(0, 1), 0);
   EXPECT_LT((VertexNormalCompare{vertices, normals}(0, 2)), 0) << "the position decides first";
-  EXPECT_EQ(VertexCompare{vertices}(0, 3), 0) << "a NaN equals everything";
-  EXPECT_GT(VertexCompare{vertices}(2, 3), 0) << "but in its own coordinate only";
+  EXPECT_EQ(VertexCompare{vertices}(0, 3), 0) << "a NaN equals everything, in its own coordinate";
+  EXPECT_GT(VertexCompare{vertices}(2, 3), 0);
   for (int i = 0; i < 4; ++i)
     for (int j = 0; j < 4; ++j) EXPECT_EQ(byAll(i, j), -byAll(j, i));
 }

@@ -5,7 +5,6 @@
 #include <map>
 #include <random>
 #include <set>
-#include <string>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -21,25 +20,11 @@ namespace {
 using qvLinear::Point;
 using namespace test;
 
-enum Op {
-  kVertex,
-  kTriangle,
-  kFace,
-  kTwins,
-  kSwap,
-  kPoke,
-  kCut,
-  kSplit,
-  kDelete,
-  kContract,
-  kMerge,
-  kNumOps
-};
+enum Op { kVertex, kTriangle, kFace, kTwins, kSwap, kPoke, kCut, kSplit, kDelete, kContract, kMerge, kOps };
 
 struct Step {
   Op op;
-  Counts change;             // that a success brings, foreseen before the call
-  std::uint64_t result = 0;  // number of what was made, 1 for a plain success, 0 when refused
+  std::uint64_t result;  // number of what was made, 1 for a plain success, 0 when refused
 };
 
 // Draws operations and arguments, now and then null or deleted ones, and keeps the mesh small.
@@ -56,10 +41,10 @@ class Editor {
     open_.clear();
     for (TopoMeshEdge e : edges_)
       if (!e.twin()) open_.push_back(e);
-    Op op = static_cast<Op>(below(5) ? kSwap + below(kNumOps - kSwap) : below(kSwap));
+    Op op = static_cast<Op>(below(5) ? kSwap + below(kOps - kSwap) : below(kSwap));
     if (mesh.numFaces() > 45 && (op == kTriangle || op == kFace || op == kPoke)) op = kContract;
     if (mesh.numVertices() > 35 && (op == kVertex || op == kSplit)) op = kDelete;
-    return op < kSwap ? create(op) : op == kDelete ? remove() : op < kDelete ? cut(op) : join(op);
+    return op < kSwap ? create(op) : edit(op);
   }
 
  private:
@@ -77,57 +62,37 @@ class Editor {
   }
 
   Step create(Op op) {
-    if (op == kVertex) return {op, {1, 0, 0}, mesh.allocVertex(point()).number()};
+    if (op == kVertex) return {op, mesh.allocVertex(point()).number()};
     if (op == kTwins) {
       const TopoMeshEdge a = pick(open_);
-      const TopoMeshEdge b = a.isAlive() && below(4) ? mesh.findEdge(a.end(), a.start()) : pick(edges_);
-      return {op, {0, -1, 0}, mesh.setTwins(a, b)};
+      return {op,
+              mesh.setTwins(a, a.isAlive() && below(4) ? mesh.findEdge(a.end(), a.start()) : pick(edges_))};
     }
-    const int k = op == kTriangle ? 3 : 2 + static_cast<int>(below(5));
-    std::vector<TopoMeshVertex> corners;
-    for (int i = 0; i < k; ++i) corners.push_back(pick(vertices_));
+    std::vector<TopoMeshVertex> corners(op == kTriangle ? 3 : 2 + below(5));
+    for (TopoMeshVertex& corner : corners) corner = pick(vertices_);
     const TopoMeshFace f =
         op == kTriangle ? mesh.allocTriangle(corners[0], corners[1], corners[2]) : mesh.allocFace(corners);
-    return {op, {0, k, 1}, f.number()};
+    return {op, f.number()};
   }
 
-  Step cut(Op op) {
+  Step edit(Op op) {
     const TopoMeshEdge e = pick(edges_);
-    if (op == kSwap) return {op, {}, mesh.swapEdge(e)};
-    if (op == kPoke) return {op, {1, 3, 2}, mesh.subdivideFace(pick(faces_), point()).number()};
-    if (op == kSplit) return {op, {1, 1, 0}, mesh.subdivideEdge(e, point()).number()};
-    TopoMeshEdge to = e;
-    for (std::size_t i = below(5); e.isAlive() && i > 0; --i) to = to.next();
-    return {op, {0, 1, 1}, mesh.subdivideFace(e, below(20) ? to : pick(edges_)).number()};
-  }
-
-  Step remove() {
     const TopoMeshVertex v = pick(vertices_);
-    const bool can = mesh.canDeleteVertex(v);
-    Counts change{-1, 0, 0};
-    if (can && v.firstEdge())
-      change = !v.onBoundary() ? Counts{-1, -3, -2} : Counts{-1, v.firstEdge().next().twin() ? -2 : -3, -1};
-    const TopoMeshFace filled = mesh.deleteVertex(v);
-    EXPECT_EQ(can && change.f == -2, filled.isAlive());
-    EXPECT_TRUE(!can || !v.isAlive());
-    return {kDelete, change, can};
-  }
-
-  Step join(Op op) {
-    if (op == kContract) {
-      const TopoMeshEdge e = pick(edges_);
-      int triangles = 0;
-      if (e.isAlive())
-        triangles = (e.face().numVertices() == 3) + (e.twin() && e.twin().face().numVertices() == 3);
-      const TopoMeshVertex keep = !e.isAlive() || !below(20) ? pick(vertices_)
-                                  : below(2)                 ? e.start()
-                                                             : e.end();
-      return {op, {-1, -1 - triangles, -triangles}, mesh.contractEdge(e, keep)};
+    if (op == kSwap) return {op, mesh.swapEdge(e)};
+    if (op == kPoke) return {op, mesh.subdivideFace(pick(faces_), point()).number()};
+    if (op == kSplit) return {op, mesh.subdivideEdge(e, point()).number()};
+    if (op == kMerge) return {op, mesh.mergeVertices(pick(open_), pick(open_))};
+    if (op == kContract)
+      return {op, mesh.contractEdge(e, !e.isAlive() || !below(20) ? v : below(2) ? e.start() : e.end())};
+    if (op == kCut) {
+      TopoMeshEdge to = e;
+      for (std::size_t i = below(5); e.isAlive() && i > 0; --i) to = to.next();
+      return {op, mesh.subdivideFace(e, below(20) ? to : pick(edges_)).number()};
     }
-    const TopoMeshEdge a = pick(open_), b = pick(open_);
-    int removed = 0;
-    if (a.isAlive() && b.isAlive()) removed = (a.start() != b.end()) + (a.end() != b.start());
-    return {op, {-removed, -1, 0}, mesh.mergeVertices(a, b)};
+    const bool can = mesh.canDeleteVertex(v), inner = can && v.firstEdge() && !v.onBoundary();
+    EXPECT_EQ(mesh.deleteVertex(v).isAlive(), inner);
+    EXPECT_TRUE(!can || !v.isAlive());
+    return {op, can};
   }
 
   std::mt19937 random_;
@@ -140,18 +105,19 @@ class Editor {
 // Three faces on an edge, a bow-tie, faces that repeat a vertex, a spike whose sides are twins, a doubled
 // triangle and polygons.
 void fillBadly(TopoMesh& mesh) {
-  const auto v = buildTopo(mesh, topoGrid(3, 3));
-  mesh.allocTriangle(v[0], v[1], v[10]);
-  mesh.allocTriangle(v[1], v[0], v[11]);
-  mesh.allocTriangle(v[0], v[14], v[15]);
-  mesh.allocTriangle(v[0], v[1], v[5]);
-  mesh.allocTriangle(v[2], v[2], v[3]);
-  mesh.allocTriangle(v[4], v[4], v[4]);
-  const TopoMeshFace spike = mesh.allocTriangle(v[6], v[7], v[6]);
-  EXPECT_TRUE(mesh.setTwins(spike.firstEdge(), spike.firstEdge().next()));
-  mesh.allocFace({v[8], v[9], v[8], v[9], v[12]});
-  mesh.allocFace({v[3], v[2], v[13], v[14], v[15]});
-  twinOpposites(mesh);
+  TopoSoup soup = topoGrid(3, 3);
+  for (const auto& face : {std::vector{0, 1, 10},
+                           {1, 0, 11},
+                           {0, 14, 15},
+                           {0, 1, 5},
+                           {2, 2, 3},
+                           {4, 4, 4},
+                           {8, 9, 8, 9, 12},
+                           {3, 2, 13, 14, 15}})
+    soup.faces.push_back(face);
+  const auto v = buildTopo(mesh, soup);
+  const TopoMeshEdge spike = mesh.allocTriangle(v[6], v[7], v[6]).firstEdge();
+  EXPECT_TRUE(mesh.setTwins(spike, spike.next()));
 }
 
 // Of each vertex the half-edges of the fan of its first edge.
@@ -182,59 +148,43 @@ Fans fansOf(const TopoMesh& mesh) {
   return ::testing::AssertionSuccess();
 }
 
-struct Start {
-  const char* name;
-  std::function<void(TopoMesh&)> fill;
-};
-const Start kStarts[] = {{"icosahedron", [](TopoMesh& m) { buildTopo(m, topoIcosahedron()); }},
-                         {"torus", [](TopoMesh& m) { buildTopo(m, topoTorus(4, 4)); }},
-                         {"open grid", [](TopoMesh& m) { buildTopo(m, topoGrid(4, 4)); }},
-                         {"non-manifold and degenerate", fillBadly}};
+const std::function<void(TopoMesh&)> kStarts[] = {
+    [](TopoMesh& m) { buildTopo(m, topoIcosahedron()); }, [](TopoMesh& m) { buildTopo(m, topoTorus(4, 4)); },
+    [](TopoMesh& m) { buildTopo(m, topoGrid(4, 4)); }, fillBadly};
 
-// Many short sessions: in a long one random faces pile up until nearly everything is refused.
+// Many short sessions: in a long one random faces pile up until nearly everything is refused. The same edits
+// of another mesh give the same numbers.
 TEST(TopoMesh, RandomEditsKeepEveryInvariant) {
-  std::array<std::array<int, 2>, kNumOps> tally{};  // by operation: refused, done
+  std::array<std::array<int, 2>, kOps> tally{};  // by operation: refused, done
   for (unsigned seed = 0; seed < 200; ++seed) {
-    const Start& start = kStarts[seed % 4];
-    SCOPED_TRACE(std::string(start.name) + ", seed " + std::to_string(seed));
-    Editor editor(start.fill, seed);
+    Editor editor(kStarts[seed % 4], seed), again(kStarts[seed % 4], seed);
     const TopoMesh& mesh = editor.mesh;
-    Counts counts = countsOf(mesh);
     std::uint64_t print = fingerprint(mesh);
     ASSERT_TRUE(isValid(mesh));
     for (int i = 0; i < 500; ++i) {
       const bool watchFans = i % 8 == 0;  // dear
       const Fans fans = watchFans ? fansOf(mesh) : Fans();
       const Step step = editor.step();
-      const auto where = [&] { return ::testing::Message() << "step " << i << ", operation " << step.op; };
-      ASSERT_TRUE(isValid(mesh)) << where();
+      SCOPED_TRACE(testing::Message() << "seed " << seed << ", step " << i << ", operation " << step.op);
+      ASSERT_TRUE(isValid(mesh));
       const std::uint64_t before = std::exchange(print, fingerprint(mesh));
-      if (step.result) counts = counts + step.change;
-      ASSERT_TRUE(step.result || print == before) << "refused but changed: " << where();
-      ASSERT_EQ(countsOf(mesh), counts) << where();
-      ASSERT_TRUE(!watchFans || fansFollow(fans, fansOf(mesh))) << where();
+      ASSERT_TRUE(step.result || print == before) << "refused but changed";
+      ASSERT_TRUE(!watchFans || fansFollow(fans, fansOf(mesh)));
+      ASSERT_EQ(again.step().result, step.result);
       ++tally[step.op][step.result != 0];
     }
+    EXPECT_EQ(fingerprint(again.mesh), print);
   }
-  for (std::size_t op = 0; op < kNumOps; ++op) {
+  for (std::size_t op = 0; op < kOps; ++op) {
     EXPECT_GT(tally[op][1], 200) << "operation " << op << " hardly ever done";
     EXPECT_TRUE(op == kVertex || tally[op][0] > 50) << "operation " << op << " hardly ever refused";
-  }
-}
-
-TEST(TopoMesh, TheSameEditsGiveTheSameNumbers) {
-  for (unsigned seed = 0; seed < 12; ++seed) {
-    SCOPED_TRACE("seed " + std::to_string(seed));
-    Editor one(kStarts[seed % 4].fill, seed), two(kStarts[seed % 4].fill, seed);
-    for (int i = 0; i < 500; ++i) ASSERT_EQ(one.step().result, two.step().result) << "step " << i;
-    EXPECT_EQ(fingerprint(one.mesh), fingerprint(two.mesh));
   }
 }
 
 // What the refusals of swapping, deleting and contracting are for. The mesh is driven down to the smallest
 // that its genus allows, over and over.
 TEST(TopoMesh, RandomEditsKeepASimplicialSurfaceOne) {
-  const test::TopoSoup starts[] = {topoIcosahedron(), topoTorus(4, 4), topoGrid(3, 3)};
+  const TopoSoup starts[] = {topoIcosahedron(), topoTorus(4, 4), topoGrid(3, 3)};
   for (unsigned seed = 0; seed < 6; ++seed) {
     SCOPED_TRACE("seed " + std::to_string(seed));
     TopoMesh mesh;
@@ -244,15 +194,13 @@ TEST(TopoMesh, RandomEditsKeepASimplicialSurfaceOne) {
     std::size_t smallest = 1000;
     for (int i = 0; i < 3000; ++i) {
       const auto edges = listFrom(mesh.firstEdge());
-      const TopoMeshEdge e = edges[random() % edges.size()];
-      const bool growing = i % 200 < 60;
-      const auto op = random() % (growing ? 5 : 3);
+      const TopoMeshEdge e = edges[random() % edges.size()], twin = e.twin();
+      const auto op = random() % (i % 200 < 60 ? 5 : 3);
       if (op == 0) mesh.swapEdge(e);
       if (op == 1) mesh.contractEdge(e, random() % 2 ? e.start() : e.end());
       if (op == 2 && mesh.numFaces() > 1) mesh.deleteVertex(e.start());
       if (op == 3) mesh.subdivideFace(e.face(), e.face().centroid());
       if (op == 4) {
-        const TopoMeshEdge twin = e.twin();
         mesh.subdivideEdge(e, e.start().point());
         mesh.subdivideFace(e.next(), e.prev());
         if (twin) mesh.subdivideFace(twin.next(), twin.prev());

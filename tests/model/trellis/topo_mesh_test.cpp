@@ -17,59 +17,24 @@ namespace {
 using qvLinear::Point;
 using namespace test;
 
-// ---- handles, lists, search ----
-
-TEST(TopoMesh, ListsStayInOrderOfCreationAndNumbersAreNotReused) {
-  TopoMesh mesh;
-  const auto v = buildTopo(mesh, topoGrid(1, 1));
-  EXPECT_EQ(numbersOf(listFrom(mesh.firstEdge())), (Numbers{1, 2, 3, 4, 5, 6}));
-  EXPECT_EQ(mesh.firstFace().firstEdge().start(), v[0]);
-  EXPECT_EQ(mesh.firstFace().firstEdge().next().start(), v[1]);
-
-  const TopoMeshFace ear = mesh.findEdge(v[0], v[1]).face();
-  EXPECT_FALSE(mesh.deleteVertex(v[1]));
-  EXPECT_FALSE(v[1].isAlive() || ear.isAlive());
-  EXPECT_EQ(v[1].number(), 2u);
-  EXPECT_FALSE(mesh.allocTriangle(v[0], v[1], v[2])) << "a deleted vertex";
-  EXPECT_FALSE(mesh.allocFace({v[0], v[2]}));
-  EXPECT_FALSE(mesh.findEdge(v[0], v[1]) || mesh.findEdge(v[0], {}));
-  EXPECT_EQ(v[0].firstEdge(), mesh.findEdge(v[0], v[3]));
-
-  EXPECT_EQ(mesh.allocVertex({9, 9, 9}).number(), 5u);
-  mesh.subdivideEdge(mesh.firstEdge(), {});
-  mesh.subdivideFace(mesh.allocTriangle(v[2], v[0], v[3]), {});
-  EXPECT_EQ(numbersOf(listFrom(mesh.firstVertex())), (Numbers{1, 3, 4, 5, 6, 7}));
-  EXPECT_EQ(numbersOf(listFrom(mesh.firstFace())), (Numbers{2, 3, 4, 5}));
-  const auto edges = listFrom(mesh.firstEdge());
-  EXPECT_TRUE(std::is_sorted(edges.begin(), edges.end()) && TopoMeshEdge() < edges.front());
-  const std::vector<TopoMeshVertex> corners(10000, v[0]);  // more than a block of records holds
-  EXPECT_EQ(mesh.allocFace(corners).numVertices(), 10000);
-  EXPECT_TRUE(isValid(mesh));
-}
+using Points = std::vector<Point>;
 
 // Vertex 0 with two fans: a pair of triangles joined by the edge to 2, and a triangle on its own.
 struct BowTie {
   TopoMesh mesh;
-  std::vector<TopoMeshVertex> v;
-  TopoMeshFace a, b, c;
-  BowTie() {
-    for (int i = 0; i < 6; ++i) v.push_back(mesh.allocVertex(Point(i, i * i, 0)));
-    c = mesh.allocTriangle(v[0], v[4], v[5]);
-    a = mesh.allocTriangle(v[0], v[1], v[2]);
-    b = mesh.allocTriangle(v[0], v[2], v[3]);
-    twinOpposites(mesh);
-  }
+  std::vector<TopoMeshVertex> v = buildTopo(mesh, {Points(6), {{0, 4, 5}, {0, 1, 2}, {0, 2, 3}}});
+  TopoMeshFace c = mesh.firstFace(), a = c.nextInMesh(), b = a.nextInMesh();
 };
 
 TEST(TopoMesh, SearchKnowsAllFansAndIterationOne) {
   BowTie t;
-  EXPECT_EQ(t.v[0].firstEdge(), t.c.firstEdge());
-  EXPECT_EQ(t.v[0].valence(), 1);
-  EXPECT_EQ(t.mesh.findEdge(t.v[0], t.v[2]), t.b.firstEdge());
-  EXPECT_FALSE(t.mesh.findEdge(t.v[3], t.v[2]));
-  t.mesh.allocTriangle(t.v[0], t.v[2], t.v[5]);
+  EXPECT_TRUE(t.v[0].firstEdge() == t.c.firstEdge() && t.v[0].valence() == 1);
+  EXPECT_FALSE(t.mesh.deleteVertex(t.v[5]));  // the fan of the first edge goes
+  EXPECT_EQ(t.v[0].firstEdge(), t.a.firstEdge()) << "the oldest that is left";
+  t.mesh.allocTriangle(t.v[0], t.v[4], t.mesh.allocVertex({}));
+  t.mesh.allocTriangle(t.v[0], t.v[2], t.v[4]);
   EXPECT_EQ(t.mesh.findEdge(t.v[0], t.v[2]), t.b.firstEdge()) << "the oldest";
-
+  EXPECT_FALSE(t.mesh.findEdge(t.v[3], t.v[2]));
   t.mesh.allocTriangle(t.v[1], t.v[3], t.v[4]);
   EXPECT_FALSE(t.mesh.swapEdge(t.b.firstEdge())) << "joined by a half-edge 1 -> 3 of another fan";
   EXPECT_FALSE(t.mesh.swapEdge(t.b.firstEdge().twin())) << "seen from the other end";
@@ -77,181 +42,81 @@ TEST(TopoMesh, SearchKnowsAllFansAndIterationOne) {
   EXPECT_TRUE(t.v[4].isAlive() && isValid(t.mesh));
 }
 
-TEST(TopoMesh, AFirstEdgeIsFollowedByOneOfItsFan) {
-  BowTie t;
-  EXPECT_FALSE(t.mesh.deleteVertex(t.v[5]));  // the fan of the first edge goes
-  EXPECT_EQ(t.v[0].firstEdge(), t.a.firstEdge()) << "the oldest that is left";
-  EXPECT_EQ(t.v[0].valence(), 2);
-  const TopoMeshFace late = t.mesh.allocTriangle(t.v[0], t.v[4], t.mesh.allocVertex({}));
-  EXPECT_FALSE(t.mesh.deleteVertex(t.v[1]));
-  EXPECT_EQ(t.v[0].firstEdge(), t.b.firstEdge());
-  EXPECT_EQ(t.v[2].firstEdge(), t.b.firstEdge().next());
-  EXPECT_FALSE(t.mesh.deleteVertex(t.v[3]));
-  EXPECT_EQ(t.v[0].firstEdge(), late.firstEdge());
-  EXPECT_FALSE(t.v[2].firstEdge());
-  EXPECT_TRUE(t.v[2].onBoundary() && t.mesh.canDeleteVertex(t.v[2]));
-  EXPECT_FALSE(TopoMeshEdgeVertexIterator(t.v[2]).valid());
-  EXPECT_TRUE(isValid(t.mesh));
-}
-
-// The oldest half-edges of 0 and 3 come to lie in another fan and must not be taken.
-TEST(TopoMesh, AFirstEdgeStaysInItsFanBesideAnOlderOne) {
-  TopoMesh mesh;
-  std::vector<TopoMeshVertex> v;
-  for (int i = 0; i < 9; ++i) v.push_back(mesh.allocVertex({}));
-  mesh.allocTriangle(v[5], v[8], v[6]);
-  const TopoMeshFace beside = mesh.allocTriangle(v[5], v[8], v[7]);
-  for (std::size_t i = 0; i < 4; ++i) mesh.allocTriangle(v[i], v[(i + 1) % 4], v[4]);
-  twinOpposites(mesh);
-  ASSERT_TRUE(mesh.mergeVertices(mesh.findEdge(v[3], v[0]), beside.firstEdge()));
-  EXPECT_EQ(v[0].firstEdge(), mesh.findEdge(v[0], v[1]));
-  ASSERT_TRUE(mesh.contractEdge(v[0].firstEdge(), v[0]));
-  EXPECT_EQ(v[0].firstEdge(), mesh.findEdge(v[0], v[4]));
-  ASSERT_TRUE(mesh.deleteVertex(v[4]));
-  EXPECT_EQ(v[0].firstEdge(), mesh.findEdge(v[0], v[2]));
-  EXPECT_FALSE(mesh.deleteVertex(v[2]));
-  EXPECT_EQ(v[0].firstEdge(), beside.firstEdge());
-  EXPECT_EQ(v[3].firstEdge(), beside.firstEdge().next());
-  EXPECT_TRUE(isValid(mesh));
-}
-
-TEST(TopoMesh, TwinsMustBeFreeOppositeAndNoLoops) {
-  TopoMesh mesh;
-  const auto v = buildTopo(mesh, topoGrid(1, 1));
-  const TopoMeshEdge inner = mesh.findEdge(v[3], v[0]);
-  ASSERT_TRUE(inner.twin());
-  const TopoMeshEdge third = mesh.allocTriangle(v[0], v[3], v[2]).firstEdge();
-  const TopoMeshEdge loop = mesh.allocTriangle(v[1], v[1], v[2]).firstEdge();
-  const TopoMeshEdge other = mesh.allocTriangle(v[1], v[1], v[2]).firstEdge();
-  EXPECT_FALSE(mesh.setTwins(third, inner)) << "stealing a twin";
-  EXPECT_FALSE(mesh.setTwins(loop, loop) || mesh.setTwins(loop, other)) << "from a vertex to itself";
-  EXPECT_FALSE(mesh.setTwins(third, third.next())) << "not opposite";
-  EXPECT_FALSE(mesh.setTwins(third, {}) || mesh.setTwins({}, third));
-  EXPECT_TRUE(isValid(mesh));
-}
-
-// ---- swapping, cutting, deleting ----
-
 TEST(TopoMesh, SwapTurnsTheDiagonalAndBack) {
   TopoMesh mesh;
   const auto v = buildTopo(mesh, topoGrid(1, 1));  // q0 = 3, q1 = 0, q2 = 1, q3 = 2
   const TopoMeshEdge e = mesh.findEdge(v[3], v[0]), t = e.twin();
   const TopoMeshEdge q1q2 = mesh.findEdge(v[0], v[1]), q3q1 = mesh.findEdge(v[2], v[0]);
-  const auto lists = numbersOf(listFrom(mesh.firstEdge()));
-  const auto before = faceSet(mesh);
   const TopoMeshFace ofE = e.face(), ofT = t.face();
   ASSERT_TRUE(mesh.swapEdge(e));
-  EXPECT_TRUE(e.start() == v[1] && e.end() == v[2] && e.twin() == t);
-  EXPECT_TRUE(e.face() == ofE && t.face() == ofT && q1q2.face() == ofE && q3q1.face() == ofE);
-  EXPECT_TRUE(e.next() == q3q1 && e.prev() == q1q2);
-  EXPECT_TRUE(v[3].valence() == 1 && v[0].valence() == 1 && v[1].valence() == 2);
+  EXPECT_TRUE(e.start() == v[1] && e.end() == v[2] && e.twin() == t && e.face() == ofE && t.face() == ofT);
+  EXPECT_TRUE(e.next() == q3q1 && e.prev() == q1q2 && q1q2.face() == ofE && q3q1.face() == ofE);
   EXPECT_TRUE(isValid(mesh));
   ASSERT_TRUE(mesh.swapEdge(e));
   EXPECT_TRUE(e.start() == v[0] && e.end() == v[3]) << "ends exchanged";
-  EXPECT_EQ(faceSet(mesh), before);
-  EXPECT_EQ(numbersOf(listFrom(mesh.firstEdge())), lists);
-  EXPECT_FALSE(mesh.swapEdge(q1q2)) << "boundary";
+  EXPECT_TRUE(cornersOf(ofE) == (Numbers{1, 4, 3}) && cornersOf(ofT) == (Numbers{1, 2, 4}));
 }
 
 TEST(TopoMesh, IterationOutlivesSwapsOfWhatItHasLeft) {
   TopoMesh mesh;
-  const auto v = buildTopo(mesh, topoTorus(5, 5));
-  TopoMeshEdgeVertexIterator it(v[12]);
-  ASSERT_EQ(v[12].valence(), 6);
-  ASSERT_EQ(it.get(), v[12].firstEdge());
+  const TopoMeshVertex v = buildTopo(mesh, topoTorus(5, 5))[12];
   std::set<TopoMeshVertex> ends;
-  for (int steps = 0; it.valid(); ++steps) {
-    ASSERT_LT(steps, 6);
+  int steps = 0;
+  for (TopoMeshEdgeVertexIterator it(v); it.valid() && steps < 9; ++steps) {
     const TopoMeshEdge e = it.get();
     ends.insert(e.end());
     it.next();
     ASSERT_TRUE(steps >= 3 || mesh.swapEdge(e));
   }
-  EXPECT_EQ(ends.size(), 6u);
-  EXPECT_EQ(v[12].valence(), 3);
-  EXPECT_TRUE(isValid(mesh));
+  EXPECT_TRUE(steps == 6 && ends.size() == 6 && v.valence() == 3);
 }
 
 TEST(TopoMesh, DeletingAVertexOfThreeTrianglesUndoesSubdivision) {
   TopoMesh mesh;
   buildTopo(mesh, topoIcosahedron());
-  const auto before = faceSet(mesh);
   const TopoMeshFace f = mesh.firstFace();
   const TopoMeshEdge e = f.firstEdge(), twin = e.twin(), second = e.next();
+  const Numbers before = cornersOf(f);
   const TopoMeshVertex m = mesh.subdivideFace(f, f.centroid());
-  EXPECT_TRUE(m.valence() == 3 && !m.onBoundary());
-  EXPECT_TRUE(e.face() == f && second.face() != f && e.twin() == twin);
-  const auto divided = faceSet(mesh);
+  EXPECT_TRUE(m.valence() == 3 && e.face() == f && second.face() != f && e.twin() == twin);
   EXPECT_EQ(mesh.deleteVertex(m), f) << "the oldest of the three";
-  EXPECT_TRUE(f.firstEdge() == e && e.next() == second && e.twin() == twin);
-  EXPECT_EQ(faceSet(mesh), before);
-
-  const TopoMeshVertex again = mesh.subdivideFace(f, f.centroid());
-  std::multiset<Numbers> renamed;
-  for (Numbers corners : faceSet(mesh)) {
-    std::replace(corners.begin(), corners.end(), again.number(), m.number());
-    renamed.insert(corners);
-  }
-  EXPECT_EQ(renamed, divided);
-  EXPECT_TRUE(isValid(mesh));
-
-  TopoMesh tetrahedron;
-  const auto v = buildTopo(tetrahedron, {{{}, {}, {}, {}}, {{0, 1, 2}, {0, 2, 3}, {0, 3, 1}, {3, 2, 1}}});
-  const std::uint64_t print = fingerprint(tetrahedron);
-  EXPECT_FALSE(tetrahedron.canDeleteVertex(v[0]) || tetrahedron.deleteVertex(v[0]));
-  EXPECT_FALSE(tetrahedron.contractEdge(tetrahedron.firstEdge(), v[0]));
-  EXPECT_EQ(fingerprint(tetrahedron), print);
+  EXPECT_TRUE(cornersOf(f) == before && f.firstEdge() == e && e.next() == second && e.twin() == twin);
 }
 
 TEST(TopoMesh, CutsOfLargeFacesAndEdges) {
   TopoMesh mesh;
-  std::vector<TopoMeshVertex> v;
-  for (int i = 0; i < 6; ++i) v.push_back(mesh.allocVertex(Point(i, 0, 0)));
-  const TopoMeshFace f = mesh.allocFace(v);
+  const auto v = buildTopo(mesh, {Points(6), {{0, 1, 2, 3, 4, 5}}});
+  const TopoMeshFace f = mesh.firstFace();
   const TopoMeshEdge e0 = f.firstEdge(), e2 = e0.next().next(), e5 = e0.prev();
   EXPECT_FALSE(mesh.subdivideFace(f, {}) || mesh.subdivideFace(e0, e0) || mesh.subdivideFace(e0, e5));
   const TopoMeshEdge d = mesh.subdivideFace(e2, e0);  // keeps 2 3 4 5 0, although 0->1 was the first edge
   EXPECT_TRUE(d.start() == v[0] && d.end() == v[2] && d.face() == f && f.firstEdge() == e2);
   EXPECT_EQ(cornersOf(f), (Numbers{1, 3, 4, 5, 6}));
-  EXPECT_EQ(cornersOf(d.twin().face()), (Numbers{1, 2, 3}));
-  EXPECT_EQ(d.twin().face().firstEdge(), e0);
-
   const TopoMeshEdge t = d.twin();
   const TopoMeshVertex m = mesh.subdivideEdge(d, {7, 7, 7});
   EXPECT_TRUE(d.end() == m && t.end() == m && d.next().twin() == t && t.next().twin() == d);
-  EXPECT_EQ(m.valence(), 2);
-  EXPECT_EQ(f.numVertices(), 6);
-  EXPECT_TRUE(isValid(mesh));
 
   // Both sides of an edge in one face, one right behind the other.
   const TopoMeshEdge a = mesh.allocFace({v[0], v[1], v[2], v[1]}).firstEdge().next();
   ASSERT_TRUE(mesh.setTwins(a, a.next()));
-  const TopoMeshVertex tip = a.end();
   const TopoMeshVertex middle = mesh.subdivideEdge(a, {});
-  EXPECT_EQ(a.face().numVertices(), 6);
-  EXPECT_TRUE(a.end() == middle && a.next().end() == tip && a.next().twin() == a.next().next());
+  EXPECT_TRUE(a.end() == middle && a.face().numVertices() == 6 && a.next().end() == v[2] &&
+              a.next().twin() == a.next().next());
   EXPECT_FALSE(mesh.subdivideFace(a, a.next().next().next().next())) << "a diagonal from 1 to 1";
+  EXPECT_EQ(mesh.allocFace({10000, v[0]}).numVertices(), 10000) << "more than a block of records holds";
   EXPECT_TRUE(isValid(mesh));
 }
 
-// ---- boundaries and joining ----
-
 TEST(TopoMesh, BoundaryWalksStayInTheirFan) {
   BowTie t;
-  TopoMeshBoundaryIterator walk(t.mesh.findEdge(t.v[0], t.v[1]));
-  std::vector<TopoMeshVertex> loop;
-  do {
-    loop.push_back(walk.get().start());
-    TopoMeshEdge prev, next;
-    walk.getPrevNextEdges(prev, next);
-    EXPECT_TRUE(next == walk.get() && prev.end() == next.start() && !prev.twin());
-    walk.nextEdge();
-  } while (walk.get().start() != t.v[0] && loop.size() < 9);
-  EXPECT_EQ(numbersOf(loop), (Numbers{1, 2, 3, 4}));
-  EXPECT_EQ(walk.get().end(), t.v[1]) << "not over into the other fan";
-
   TopoMeshEdge prev, next;
-  TopoMeshBoundaryIterator atVertex(t.v[0]);
+  TopoMeshBoundaryIterator walk(t.mesh.findEdge(t.v[0], t.v[1])), atVertex(t.v[0]);
+  for (const std::size_t start : {0, 1, 2, 3, 0}) {
+    walk.getPrevNextEdges(prev, next);
+    EXPECT_TRUE(walk.get().start() == t.v[start] && next == walk.get());
+    EXPECT_TRUE(prev.end() == t.v[start] && !prev.twin());
+    walk.nextEdge();
+  }
   atVertex.getPrevNextEdges(prev, next);
   EXPECT_TRUE(next == t.c.firstEdge() && prev == next.prev());
   t.mesh.deleteVertex(t.v[4]);
@@ -260,42 +125,10 @@ TEST(TopoMesh, BoundaryWalksStayInTheirFan) {
   EXPECT_FALSE(TopoMeshBoundaryIterator(t.v[5]).valid()) << "no faces";
 }
 
-TEST(TopoMesh, ContractionOnAGrid) {
-  struct Case {
-    const char* name;
-    int from, to, keep;
-    bool done;
-    Counts change;
-  };
-  // Vertices i + 4j, diagonals from lower left to upper right.
-  for (const Case& c : {Case{"inner edge", 5, 10, 5, true, {-1, -3, -2}},
-                        Case{"inner edge onto the boundary", 5, 4, 4, true, {-1, -3, -2}},
-                        Case{"boundary vertex moved inside", 5, 4, 5, true, {-1, -3, -2}},
-                        Case{"boundary edge", 1, 2, 1, true, {-1, -2, -1}},
-                        Case{"boundary edge next to an ear", 2, 3, 3, true, {-1, -2, -1}},
-                        Case{"side of an ear, tip kept", 3, 7, 3, true, {-1, -2, -1}},
-                        Case{"side of an ear, tip removed", 3, 7, 7, true, {-1, -2, -1}},
-                        Case{"inner edge from boundary to boundary", 2, 7, 2, false, {}},
-                        Case{"kept vertex no end", 5, 10, 6, false, {}}}) {
-    SCOPED_TRACE(c.name);
-    TopoMesh mesh;
-    const auto v = buildTopo(mesh, topoGrid(3, 3));
-    const auto at = [&v](int i) { return v[static_cast<std::size_t>(i)]; };
-    const Counts before = countsOf(mesh);
-    const Point kept = at(c.keep).point();
-    const TopoMeshEdge e = mesh.findEdge(at(c.from), at(c.to));
-    ASSERT_TRUE(e);
-    EXPECT_EQ(mesh.contractEdge(e, at(c.keep)), c.done);
-    EXPECT_EQ(countsOf(mesh), before + c.change);
-    EXPECT_TRUE(isSimplicialSurface(mesh));
-    EXPECT_TRUE(at(c.keep).isAlive() && at(c.keep).point() == kept && e.isAlive() != c.done);
-  }
-}
-
 TEST(TopoMesh, ContractionRefusesWhatWouldFoldTheMesh) {
   struct Case {
     const char* name;
-    std::vector<std::vector<std::size_t>> faces;  // the edge is 0 -> 1
+    std::vector<std::vector<int>> faces;  // the edge is 0 -> 1
     bool done;
   };
   for (const Case& c :
@@ -312,18 +145,12 @@ TEST(TopoMesh, ContractionRefusesWhatWouldFoldTheMesh) {
         Case{"two fans at the removed end", {{0, 1, 2}, {2, 1, 3}, {1, 4, 5}}, false}}) {
     SCOPED_TRACE(c.name);
     TopoMesh mesh;
-    std::vector<TopoMeshVertex> v;
-    for (int i = 0; i < 7; ++i) v.push_back(mesh.allocVertex(Point(i, 0, 0)));
-    for (const auto& face : c.faces) {
-      std::vector<TopoMeshVertex> corners;
-      for (std::size_t i : face) corners.push_back(v[i]);
-      mesh.allocFace(corners);
-    }
-    twinOpposites(mesh);
+    const auto v = buildTopo(mesh, {Points(7), c.faces});
+    v[0].setPoint({1, 2, 3});
     const std::uint64_t print = fingerprint(mesh);
     EXPECT_EQ(mesh.contractEdge(mesh.findEdge(v[0], v[1]), v[0]), c.done);
     EXPECT_EQ(fingerprint(mesh) == print, !c.done);
-    EXPECT_TRUE(isValid(mesh));
+    EXPECT_TRUE(isValid(mesh) && v[0].isAlive() && v[0].point() == Point(1, 2, 3));
   }
 }
 
@@ -334,34 +161,24 @@ TEST(TopoMesh, MergingZipsTwoStripsAndReHangsEveryFan) {
   const TopoMeshFace bow = mesh.allocTriangle(w[1], tip, tail);  // another fan at a vertex that goes
   mesh.allocTriangle(v[5], tip, mesh.allocVertex({}));
   const TopoMeshEdge a0 = mesh.findEdge(v[5], v[4]);
-  EXPECT_FALSE(mesh.mergeVertices(a0, a0) || mesh.mergeVertices(a0, mesh.findEdge(v[0], v[5])));
   EXPECT_FALSE(mesh.mergeVertices(a0, mesh.findEdge(v[4], v[0]))) << "5 and 0 are neighbours";
   EXPECT_FALSE(mesh.mergeVertices(bow.firstEdge(), mesh.findEdge(w[1], w[2]))) << "would become a loop";
-  EXPECT_FALSE(mesh.mergeVertices(a0, {}));
-  int expected = mesh.numVertices();
   for (std::size_t i = 0; i < 3; ++i) {
     const TopoMeshEdge a = mesh.findEdge(v[5 + i], v[4 + i]);
     const TopoMeshEdge ofW = mesh.findEdge(i == 0 ? w[0] : v[4 + i], w[i + 1]);
     ASSERT_TRUE(mesh.mergeVertices(a, ofW)) << i;
-    EXPECT_EQ(mesh.numVertices(), expected -= i == 0 ? 2 : 1);
-    EXPECT_TRUE(a.twin() == ofW && !w[i + 1].isAlive() && v[5 + i].isAlive());
-    EXPECT_TRUE(isValid(mesh));
+    EXPECT_TRUE(a.twin() == ofW && !w[i + 1].isAlive() && v[5 + i].isAlive() && isValid(mesh));
   }
-  EXPECT_EQ(bow.firstEdge().start(), v[5]);
   EXPECT_EQ(mesh.findEdge(v[5], tip), bow.firstEdge()) << "came later to 5 but is older";
-  EXPECT_EQ(v[5].valence(), 6) << "closed by the seam";
-  EXPECT_FALSE(v[5].onBoundary());
+  EXPECT_TRUE(v[5].valence() == 6 && !v[5].onBoundary()) << "closed by the seam";
 }
-
-// ---- the check itself ----
 
 template <typename Handle>
 auto* recordOf(Handle handle) {
   struct Opened : Handle {
-    explicit Opened(Handle h) : Handle(h) {}
     auto* get() const { return this->record_; }
   };
-  return Opened(handle).get();
+  return Opened{handle}.get();
 }
 
 TEST(TopoMesh, ValidationFindsPlantedFaults) {
@@ -389,12 +206,8 @@ TEST(TopoMesh, ValidationFindsPlantedFaults) {
   for (const auto& [expected, plant] : plants) {
     SCOPED_TRACE(expected);
     TopoMesh mesh;
-    std::vector<TopoMeshVertex> v;
-    for (int i = 0; i < 6; ++i) v.push_back(mesh.allocVertex({}));
-    const TopoMeshFace f = mesh.allocFace({v[0], v[1], v[2], v[3]});
-    mesh.allocTriangle(v[1], v[0], v[4]);
-    mesh.allocTriangle(v[0], v[3], v[5]);
-    twinOpposites(mesh);
+    const auto v = buildTopo(mesh, {Points(6), {{0, 1, 2, 3}, {1, 0, 4}, {0, 3, 5}}});
+    const TopoMeshFace f = mesh.firstFace();
     std::string fault;
     ASSERT_TRUE(mesh.validate());
     plant({recordOf(v[0]), recordOf(f.firstEdge()), recordOf(f)});

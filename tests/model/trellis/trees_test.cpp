@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <gtest/gtest.h>
 #include <numeric>
-#include <string>
 #include <vector>
 
 #include "geom/model/keel/random.h"
@@ -12,52 +12,40 @@
 namespace qvGeom {
 namespace {
 
-struct Cloud {
-  std::string name;
-  std::vector<float> xyz;
-  BoundingBox box;
-  int count() const { return static_cast<int>(xyz.size() / 3); }
-};
-
 BoundingBox boxOf(float lower, float upper) {
   const double minMax[] = {lower, lower, lower, upper, upper, upper};
   return BoundingBox(minMax);
 }
 
-Cloud scatter(const char* name, int n, float ex, float ey, float ez) {
-  Cloud cloud{name, {}, {}};
-  for (int i = 0; i < n; ++i)
-    for (const float e : {ex, ey, ez}) cloud.xyz.push_back(0.25f + e * static_cast<float>(qvUtil::drand48()));
-  for (int i = 0; i < n; ++i) cloud.box.extend(&cloud.xyz[3 * i]);
-  return cloud;
-}
-
-Cloud inBox(const char* name, float extent, const BoundingBox& box) {
-  Cloud cloud = scatter(name, 100, extent, extent, extent);
-  cloud.box = box;
-  return cloud;
-}
+struct Cloud {
+  const char* name;
+  int count;
+  float ex, ey, ez;
+  BoundingBox box = {};
+  std::vector<float> xyz = {};
+};
 
 std::vector<Cloud> makeClouds() {
-  std::vector<Cloud> clouds = {scatter("random", 2000, 1, 1, 1),
-                               scatter("flat", 1000, 1, 1, 0),
-                               scatter("collinear", 500, 0, 1, 0),
-                               scatter("identical", 100, 0, 0, 0),
-                               scatter("one point", 1, 1, 1, 1),
-                               scatter("no point", 0, 1, 1, 1),
-                               scatter("NaN and infinity among them", 600, 1, 1, 1),
-                               inBox("identical inside a box", 0, boxOf(-1, 1)),
-                               inBox("box one float wide", 1, boxOf(1, std::nextafter(1.0f, 2.0f))),
-                               inBox("whole float range", 3e38f, boxOf(-3.4e38f, 3.4e38f)),
-                               inBox("points outside the box", 4, boxOf(1, 2)),
-                               inBox("points off a flat box", 4, boxOf(1, 2)),
-                               inBox("empty box", 1, BoundingBox()),
-                               inBox("infinite box", 1, boxOf(-INFINITY, INFINITY)),
-                               inBox("NaN box", 1, boxOf(NAN, NAN)),
-                               inBox("only NaN", NAN, boxOf(0, 1))};
-  std::vector<float>& xyz = clouds[6].xyz;
-  for (std::size_t i = 0; i < xyz.size(); i += 7) xyz[i] = i % 2 ? NAN : INFINITY;
-  clouds[11].box.max[1] = 1;
+  const float next = std::nextafter(1.0f, 2.0f), inf = INFINITY;
+  std::vector<Cloud> clouds{
+      // In the box of their points.
+      Cloud{"random", 2000, 1, 1, 1}, Cloud{"NaN and infinity", 600, 1, 1, 1}, Cloud{"flat", 1000, 1, 1, 0},
+      Cloud{"collinear", 500, 0, 1, 0}, Cloud{"identical", 100, 0, 0, 0}, Cloud{"one point", 1, 1, 1, 1},
+      Cloud{"no point", 0, 1, 1, 1},
+      // In others.
+      Cloud{"identical inside", 99, 0, 0, 0, boxOf(-1, 1)},
+      Cloud{"one float wide", 99, 1, 1, 1, boxOf(1, next)},
+      Cloud{"whole range", 99, 3e38f, 3e38f, 3e38f, boxOf(-3.4e38f, 3.4e38f)},
+      Cloud{"outside", 99, 4, 4, 4, boxOf(1, 2)}, Cloud{"inverted box", 99, 1, 1, 1, boxOf(1, 0)},
+      Cloud{"infinite box", 99, 1, 1, 1, boxOf(-inf, inf)}, Cloud{"NaN box", 99, 1, 1, 1, boxOf(NAN, NAN)},
+      Cloud{"only NaN", 99, NAN, NAN, NAN, boxOf(0, 1)}};
+  for (Cloud& c : clouds) {
+    for (int i = 0; i < c.count; ++i)
+      for (const float e : {c.ex, c.ey, c.ez})
+        c.xyz.push_back(0.25f + e * static_cast<float>(qvUtil::drand48()));
+    for (int i = 0; i < c.count && &c < &clouds[7]; ++i) c.box.extend(&c.xyz[3 * i]);
+  }
+  for (std::size_t i = 0; i < 1800; i += 7) clouds[1].xyz[i] = i % 2 ? NAN : INFINITY;
   return clouds;
 }
 
@@ -70,13 +58,13 @@ bool closedContains(const BoundingBox& box, float const* p, int axes) {
 int numberOf(const OctreeIterator& it) { return it.voxel(); }
 int numberOf(const QuadtreeIterator& it) { return it.leaf(); }
 
-// Walks a tree in ascending order of children and checks what must hold at every node.
+// Walks a tree in ascending order of children and checks what must hold at every node. Children that halve
+// their parent exactly, from the given box on, tile it.
 template <int Axes, typename Iterator>
 struct Walk {
   const Cloud& cloud;
   const int perLeaf;
-  int deepest = 0;
-  std::vector<Iterator> leaves = {};
+  int deepest = 0, leaves = 0;
   std::vector<int> indices = {};
 
   // Returns the number of points below the node.
@@ -110,7 +98,7 @@ struct Walk {
   }
 
   int visitLeaf(const Iterator& leaf) {
-    EXPECT_EQ(numberOf(leaf), static_cast<int>(leaves.size()));
+    EXPECT_EQ(numberOf(leaf), leaves++);
     for (const int c : {-1, 0, 64}) EXPECT_FALSE(Iterator(leaf).descend(c));
     const std::vector<int> run(leaf.firstPoint(), leaf.firstPoint() + leaf.numPoints());
     EXPECT_TRUE(std::is_sorted(run.begin(), run.end()));
@@ -119,121 +107,81 @@ struct Walk {
       EXPECT_TRUE(!closedContains(cloud.box, p, Axes) || closedContains(leaf, p, Axes)) << "point " << i;
     }
     indices.insert(indices.end(), run.begin(), run.end());
-    leaves.push_back(leaf);
     return leaf.numPoints();
   }
 };
 
-// Sizes, along the axes that have any, add up to the box's, and no sample of it is left out.
-template <int Axes, typename Iterator>
-void expectTiled(const BoundingBox& box, const std::vector<Iterator>& leaves) {
-  double sum = 0;
-  for (const Iterator& leaf : leaves) {
-    double share = 1;
-    for (int k = 0; k < Axes; ++k)
-      if (box.max[k] > box.min[k])
-        share *= (double{leaf.max[k]} - leaf.min[k]) / (double{box.max[k]} - box.min[k]);
-    sum += share;
-  }
-  EXPECT_NEAR(sum, 1, 1e-9);
-  for (int sample = 0; sample < 50; ++sample) {
-    float p[3];
-    for (int k = 0; k < 3; ++k) {
-      const auto t = static_cast<float>(sample < 8 ? sample >> k & 1 : qvUtil::drand48());
-      p[k] = std::clamp((1 - t) * box.min[k] + t * box.max[k], box.min[k], box.max[k]);
-    }
-    const auto holds = [&](const Iterator& leaf) { return closedContains(leaf, p, Axes); };
-    EXPECT_TRUE(std::any_of(leaves.begin(), leaves.end(), holds));
-  }
-}
-
 template <int Axes, typename Iterator>
 void expectSoundTree(const Cloud& cloud, int perLeaf, const Iterator& root, int numLeaves, int depth) {
-  SCOPED_TRACE(cloud.name + ", " + std::to_string(perLeaf) + " a leaf, axes " + std::to_string(Axes));
-  if (cloud.count() == 0) {
-    EXPECT_TRUE(!root.isLeaf() && !root.isValid() && numLeaves == 0 && depth == 1);
-    for (int c = 0; c < 1 << Axes; ++c) EXPECT_FALSE(Iterator(root).descend(c));
+  SCOPED_TRACE(testing::Message() << cloud.name << ", " << perLeaf << " a leaf, axes " << Axes);
+  if (cloud.count == 0) {
+    EXPECT_TRUE(!root.isLeaf() && !Iterator(root).descend(0) && !root.isValid() && numLeaves == 0 &&
+                depth == 1);
     return;
   }
   Walk<Axes, Iterator> walk{cloud, perLeaf};
-  EXPECT_EQ(walk.visit(root, 1), cloud.count());
-  EXPECT_EQ(static_cast<int>(walk.leaves.size()), numLeaves);
-  EXPECT_EQ(walk.deepest, depth);
-  EXPECT_LE(depth, 20);
+  EXPECT_EQ(walk.visit(root, 1), cloud.count);
+  EXPECT_TRUE(walk.leaves == numLeaves && walk.deepest == depth && depth <= 20) << depth;
+  EXPECT_EQ(std::memcmp(root.min, cloud.box.min, sizeof(BoundingBox)), 0);
   std::sort(walk.indices.begin(), walk.indices.end());
   std::vector<int> each(cloud.xyz.size() / 3);
   std::iota(each.begin(), each.end(), 0);
   EXPECT_EQ(walk.indices, each) << "each point in exactly one run";
-  if (cloud.box.isValid() && std::isfinite(cloud.box.max[0])) expectTiled<Axes>(cloud.box, walk.leaves);
 }
 
 TEST(Trees, LeavesTileTheBoxAndShareOutThePoints) {
-  constexpr std::uint32_t kSeed = 20;
-  SCOPED_TRACE("seed " + std::to_string(kSeed));
-  qvUtil::srand48(kSeed);
+  qvUtil::srand48(20);
   for (const Cloud& cloud : makeClouds())
     for (const int perLeaf : {1, 16}) {
-      const Octree octree(cloud.count(), cloud.xyz.data(), cloud.box, true, perLeaf);
+      const Octree octree(cloud.count, cloud.xyz.data(), cloud.box, true, perLeaf);
       expectSoundTree<3>(cloud, perLeaf, octree.getRoot(), octree.getNumVoxels(), octree.getDepth());
-      const Quadtree quadtree(cloud.count(), cloud.xyz.data(), cloud.box, perLeaf);
+      const Quadtree quadtree(cloud.count, cloud.xyz.data(), cloud.box, perLeaf);
       expectSoundTree<2>(cloud, perLeaf, quadtree.getRoot(), quadtree.getNumLeaves(), quadtree.getDepth());
     }
 }
 
 TEST(Trees, LimitsOfSplitting) {
   const std::vector<float> same(3 * 17, 0.25f);
-  const auto depth = [&](int points, int perLeaf) {
-    return Octree(points, same.data(), boxOf(-1, 1), false, perLeaf).getDepth();
+  struct Case {
+    int points, perLeaf, depth;
   };
-  EXPECT_EQ(depth(17, 16), 20);
-  EXPECT_EQ(depth(17, 17), 1) << "exactly as many points as a leaf may hold";
-  EXPECT_EQ(depth(16, 0), 1);
-  EXPECT_EQ(depth(17, -5), 20);
-  EXPECT_EQ(depth(-3, 16), 1);
-  EXPECT_EQ(Octree(0, same.data(), boxOf(-1, 1), true, 16).getNumVoxels(), 0);
+  for (const auto& [n, perLeaf, depth] :
+       {Case{17, 16, 20}, {17, 17, 1}, {16, 0, 1}, {17, -5, 20}, {-3, 16, 1}})
+    EXPECT_EQ(Octree(n, same.data(), boxOf(-1, 1), false, perLeaf).getDepth(), depth) << n << ' ' << perLeaf;
   EXPECT_EQ(Octree(5, nullptr, boxOf(-1, 1), true, 16).getNumVoxels(), 0);
 
   const float points[] = {NAN, 0.9f, 0.9f, 0.9f, 0.9f, 0.9f};
   const Octree octree(2, points, boxOf(0, 1), true, 1);
   OctreeIterator below = octree.getRoot(), none;
-  ASSERT_TRUE(below.descend(6)) << "NaN counts as the lower half";
-  ASSERT_EQ(below.numPoints(), 1);
+  ASSERT_TRUE(below.descend(6) && below.numPoints() == 1) << "NaN counts as the lower half";
   EXPECT_EQ(*below.firstPoint(), 0);
   EXPECT_TRUE(!none.descend(0) && !none.isLeaf() && none.voxel() == -1 && !none.contains(below));
 }
 
-std::vector<int> orderOf(const qvLinear::Vector& dir) {
-  std::vector<int> order(8);
-  Octree::getNodeOrdering(dir, order.data());
-  return order;
-}
-
-void expectFrontToBack(const qvLinear::Vector& dir) {
-  SCOPED_TRACE(testing::Message() << "direction " << dir[0] << ", " << dir[1] << ", " << dir[2]);
-  int place[8] = {}, visits[8] = {}, i = 0;
-  for (const int c : orderOf(dir)) {
-    ASSERT_TRUE(c >= 0 && c < 8 && ++visits[c] == 1) << "not a permutation";
-    place[c] = i++;
-  }
-  if (std::isnan(dir[0] + dir[1] + dir[2])) return;
-  for (int c = 0; c < 8; ++c)
-    for (int k = 0; k < 3; ++k)
+TEST(Trees, ChildrenAreOrderedFrontToBack) {
+  // Uneven scales hide a component from the sum of all three; the odd ones compare to nothing.
+  std::vector<qvLinear::Vector> dirs;
+  for (const qvLinear::Vector& s :
+       {qvLinear::Vector(1, 1, 1), {1e-20, 1, 1e20}, {1, 1, 1e-20}, {1e308, 1e308, 1e308}})
+    for (int d = 0; d < 27; ++d)
+      dirs.push_back({s[0] * (d % 3 - 1), s[1] * (d / 3 % 3 - 1), s[2] * (d / 9 - 1)});
+  for (const double odd : {double{NAN}, -double{INFINITY}})
+    for (const double other : {0.0, 1.0, double{INFINITY}}) dirs.push_back({odd, other, odd});
+  std::vector<int> order(8), place(8);
+  for (const qvLinear::Vector& dir : dirs) {
+    SCOPED_TRACE(testing::Message() << "direction " << dir[0] << ", " << dir[1] << ", " << dir[2]);
+    Octree::getNodeOrdering(dir, order.data());
+    place.assign(8, -1);
+    for (int i = 0; i < 8; ++i) place.at(order[i]) = i;
+    ASSERT_EQ(std::count(place.begin(), place.end(), -1), 0) << "not a permutation";
+    for (int edge = 0; edge < 24 && !std::isnan(dir[0] + dir[1] + dir[2]); ++edge) {
+      const int c = edge / 3, k = edge % 3;
       EXPECT_TRUE((c >> k & 1) || (place[c] < place[c | 1 << k]) == !(dir[k] < 0))
           << c << " along axis " << k;
-}
-
-TEST(Trees, ChildrenAreOrderedFrontToBack) {
-  // Uneven scales hide a component from the sum of all three.
-  const qvLinear::Vector scales[] = {{1, 1, 1}, {1e-20, 1, 1e20}, {1, 1, 1e-20}, {1e308, 1e308, 1e308}};
-  for (const auto& scale : scales)
-    for (int d = 0; d < 27; ++d)
-      expectFrontToBack({scale[0] * (d % 3 - 1), scale[1] * (d / 3 % 3 - 1), scale[2] * (d / 9 - 1)});
-  for (const double odd : {double{NAN}, -double{INFINITY}})
-    for (const double other : {0.0, 1.0, double{INFINITY}}) expectFrontToBack({odd, other, odd});
-  EXPECT_EQ(orderOf({1, 1, 1}), (std::vector<int>{0, 1, 2, 4, 3, 5, 6, 7})) << "ties by number";
-  EXPECT_EQ(orderOf({0, -1, 0}), (std::vector<int>{2, 3, 6, 7, 0, 1, 4, 5}));
-  EXPECT_EQ(orderOf({1e-20, 1, 1}), (std::vector<int>{0, 1, 2, 4, 3, 5, 6, 7}));
-  EXPECT_EQ(orderOf({5, 2, 1}), (std::vector<int>{0, 4, 2, 6, 1, 5, 3, 7}));
+    }
+  }
+  Octree::getNodeOrdering({1e-20, 1, 1}, order.data());
+  EXPECT_EQ(order, (std::vector<int>{0, 1, 2, 4, 3, 5, 6, 7})) << "ties by number";
 }
 
 }  // namespace
