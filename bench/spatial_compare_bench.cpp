@@ -170,7 +170,7 @@ Query closestNear(const SpatialScene& scene) {
   return over(pointsNear(scene, 100'000), &SpatialSide::closest);
 }
 Query closestAround(const SpatialScene& scene) {
-  return over(pointsAround(scene, 100'000), &SpatialSide::closest);
+  return over(pointsAround(scene, 20'000), &SpatialSide::closest);
 }
 Query randomRays(const SpatialScene& scene) {
   return over(shotsAround(scene, 200'000), &SpatialSide::nearestHits);

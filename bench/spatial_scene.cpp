@@ -67,9 +67,9 @@ class SphereMaker {
       length += d[k] * d[k];
     }
     length = std::sqrt(length);
-    const double wave = std::sin(5 * d[0] / length) * std::cos(4 * d[1] / length + 2 * d[2] / length);
+    const double wave = std::sin(8 * d[0] / length) * std::cos(7 * d[1] / length + 5 * d[2] / length);
     const double roughness = random(-0.1, 0.1) * std::numbers::pi / 2 / n_;
-    const double r = 10 * (1 + 0.05 * wave + roughness);
+    const double r = 10 * (1 + 0.1 * wave + roughness);
     return {static_cast<float>(r * d[0] / length), static_cast<float>(r * d[1] / length),
             static_cast<float>(r * d[2] / length)};
   }

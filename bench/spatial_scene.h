@@ -15,9 +15,9 @@
 
 namespace qvGeom {
 
-/// Closed surface of about the given number of triangles around the origin: radius 10 with waves of 5 % and a
-/// roughness of a tenth of an edge. Every ray from the origin meets it once, so that it cannot cross itself.
-/// Triangles run row by row over the six sides of a cube.
+/// Closed surface of about the given number of triangles around the origin: radius 10 with waves of 10 % and
+/// a roughness of a tenth of an edge. Every ray from the origin meets it once, so that it cannot cross
+/// itself. Triangles run row by row over the six sides of a cube.
 CompactMesh noisySphere(std::int64_t triangles);
 
 /// The mesh with its octree and partition, built on one thread.
