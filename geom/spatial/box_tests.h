@@ -14,7 +14,8 @@ struct Sphere {
   double radius = 0;
 };
 
-// Tests of axis-aligned boxes. Touching counts as meeting, everywhere. Pure functions. A NaN separates nothing.
+// Tests of axis-aligned boxes. Touching counts as meeting, everywhere. Pure functions. A NaN separates
+// nothing.
 
 /// Box against view volume: false when all corners of the volume lie beyond one side of the box, or all
 /// corners of the box outside one plane of the volume. Two convex bodies that are apart in no such direction
@@ -24,8 +25,8 @@ QVGEOM_API bool intersects(const BoundingBox& box, const Frustum& frustum);
 /// Box against ball; the centre is rounded to single precision.
 QVGEOM_API bool intersects(const BoundingBox& box, const Sphere& sphere);
 
-/// Box against triangle, by the separating axes in single precision: exact but for rounding. A triangle without
-/// a plane is not separated by it.
+/// Box against triangle, by the separating axes in single precision: exact but for rounding. A triangle
+/// without a plane is not separated by it.
 /// @param p0, p1, p2 three floats each
 /// After T. Akenine-Moeller, Fast 3D triangle-box overlap testing (2001).
 QVGEOM_API bool intersects(const BoundingBox& box, float const* p0, float const* p1, float const* p2);
@@ -33,8 +34,8 @@ QVGEOM_API bool intersects(const BoundingBox& box, float const* p0, float const*
 /// Box against segment, likewise.
 QVGEOM_API bool intersects(const BoundingBox& box, float const* p0, float const* p1);
 
-/// Which side of the plane the box lies on: +1 or -1 when it is wholly on the positive or the negative side and
-/// does not touch, else 0.
+/// Which side of the plane the box lies on: +1 or -1 when it is wholly on the positive or the negative side
+/// and does not touch, else 0.
 QVGEOM_API int intersects(const BoundingBox& box, const qvLinear::Plane& plane);
 
 /// Closed: points on the boundary are contained.

@@ -4,8 +4,9 @@
 
 namespace qvGeom {
 
-/// Depth-first walk over the nodes that meet a box, in the order of OctreeBBoxIntersectIt but without iterators:
-/// the halves of an axis that the box reaches decide which children are met. Hidden from users of the library.
+/// Depth-first walk over the nodes that meet a box, in the order of OctreeBBoxIntersectIt but without
+/// iterators: the halves of an axis that the box reaches decide which children are met. Hidden from users of
+/// the library.
 class BoxWalk {
  public:
   explicit BoxWalk(const Octree& octree) : nodes_(octree.getNodes().data()) {
@@ -14,8 +15,8 @@ class BoxWalk {
 
   const Octree::Node& node(int index) const { return nodes_[index]; }
 
-  /// Calls visit(index, level) for every node below and including `index`, which the box must meet; a level is
-  /// one more than that of the parent. Recursion goes no deeper than the octree.
+  /// Calls visit(index, level) for every node below and including `index`, which the box must meet; a level
+  /// is one more than that of the parent. Recursion goes no deeper than the octree.
   template <typename Visit>
   void run(const BoundingBox& box, int index, int level, Visit& visit) const {
     visit(index, level);

@@ -14,13 +14,13 @@ namespace qvGeom {
 /// Where a circle meets a plane.
 /// @param circle the plane of the circle, with its centre as the plane's point
 /// @param out    room for two points, written as far as they exist
-/// @return 2; 1 when both are the same to within `qvLinear::epsilonTol` (both are written); 0 when they do not
-/// meet, or the planes are parallel
-QVGEOM_API int circlePlaneIntersect(const qvLinear::Plane& circle, double radius, const qvLinear::Plane& plane,
-                                    qvLinear::Point* out);
+/// @return 2; 1 when both are the same to within `qvLinear::epsilonTol` (both are written); 0 when they do
+/// not meet, or the planes are parallel
+QVGEOM_API int circlePlaneIntersect(const qvLinear::Plane& circle, double radius,
+                                    const qvLinear::Plane& plane, qvLinear::Point* out);
 
-/// Where circles pierce the triangles of a mesh. Mesh, octree and partition must outlive it and stay as they are;
-/// when they do not fit together there are no points. One thread at a time. Construction O(T).
+/// Where circles pierce the triangles of a mesh. Mesh, octree and partition must outlive it and stay as they
+/// are; when they do not fit together there are no points. One thread at a time. Construction O(T).
 class QVGEOM_API MeshCircleIntersect {
  public:
   /// @param tolerance how far from a triangle a point may lie and count as on it, model units

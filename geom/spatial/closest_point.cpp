@@ -74,9 +74,9 @@ void OctreeClosestIt::next() {
   impl_->descendToLeaf();
 }
 
-// Walks the voxels that hold triangles in the order of OctreeClosestIt, and leaves out what lies beyond the best
-// so far. Within a voxel most triangles are ruled out four at a time by their boxes, in single precision with a
-// margin for its rounding; those that are left are measured in double.
+// Walks the voxels that hold triangles in the order of OctreeClosestIt, and leaves out what lies beyond the
+// best so far. Within a voxel most triangles are ruled out four at a time by their boxes, in single precision
+// with a margin for its rounding; those that are left are measured in double.
 class MeshClosestPoint::Context : public qv::ImplBase {
  public:
   Context(CompactMesh const& mesh, Octree const& octree, OctreeTris const& octreeTris)
@@ -112,9 +112,9 @@ class MeshClosestPoint::Context : public qv::ImplBase {
   }
 
  private:
-  // Squares of the distances from the point to the two halves of an axis; summed over the axes they are those of
-  // the children's boxes. Taken from the point as it is: rounded to single precision it may lie farther from a
-  // box than it is from a triangle in it.
+  // Squares of the distances from the point to the two halves of an axis; summed over the axes they are those
+  // of the children's boxes. Taken from the point as it is: rounded to single precision it may lie farther
+  // from a box than it is from a triangle in it.
   struct Halves {
     double distance2[2];
   };
@@ -198,7 +198,8 @@ class MeshClosestPoint::Context : public qv::ImplBase {
   MeshCoord* coord_ = nullptr;
 };
 
-MeshClosestPoint::MeshClosestPoint(CompactMesh const& mesh, Octree const& octree, OctreeTris const& octreeTris)
+MeshClosestPoint::MeshClosestPoint(CompactMesh const& mesh, Octree const& octree,
+                                   OctreeTris const& octreeTris)
     : owned_(std::make_unique<Context>(mesh, octree, octreeTris)) {
   context_ = owned_.get();
 }
@@ -209,8 +210,8 @@ double MeshClosestPoint::compute(const Point& p, MeshCoord* coord) { return cont
 
 namespace {
 
-// The search by way of the vertices. Every vertex stands in one leaf, so none is met twice; of the triangles, the
-// last few are remembered, which spares most of the repeated measuring and needs no array over the mesh.
+// The search by way of the vertices. Every vertex stands in one leaf, so none is met twice; of the triangles,
+// the last few are remembered, which spares most of the repeated measuring and needs no array over the mesh.
 class VertexSearch {
  public:
   VertexSearch(CompactMesh const& mesh, MeshAdjTris const& adjTris, const Point& p, double limit2, double r2,
@@ -290,8 +291,9 @@ bool belongTogether(CompactMesh const& mesh, Octree const& octree) {
 
 }  // namespace
 
-double meshClosestPoint(CompactMesh const& mesh, Octree const& octree, MeshAdjTris const& adjTris, const Point& p,
-                        double longestEdge, double limit2, BoundingBox const* vertexBoxes, MeshCoord* coord) {
+double meshClosestPoint(CompactMesh const& mesh, Octree const& octree, MeshAdjTris const& adjTris,
+                        const Point& p, double longestEdge, double limit2, BoundingBox const* vertexBoxes,
+                        MeshCoord* coord) {
   if (!belongTogether(mesh, octree) || adjTris.getNumVertices() != mesh.getNumVertices() || !isFinite(p))
     return std::sqrt(limit2);
   // A point of a triangle lies within this of one of its corners.
@@ -299,8 +301,8 @@ double meshClosestPoint(CompactMesh const& mesh, Octree const& octree, MeshAdjTr
   return VertexSearch(mesh, adjTris, p, limit2, r * r, vertexBoxes, coord).run(octree);
 }
 
-double meshClosestPoint(CompactMesh const& mesh, Octree const& octree, MeshAdjTris const& adjTris, const Point& p,
-                        MeshCoord* coord) {
+double meshClosestPoint(CompactMesh const& mesh, Octree const& octree, MeshAdjTris const& adjTris,
+                        const Point& p, MeshCoord* coord) {
   return meshClosestPoint(mesh, octree, adjTris, p, meshLongestEdge(mesh), kFarthest, nullptr, coord);
 }
 

@@ -14,14 +14,14 @@
 
 namespace qvGeom {
 
-// Nearest points of triangles and nearest vertices, by best-first walks over an octree. Distances are compared
-// squared, in double; a candidate replaces the best only when it is strictly nearer, so that the first of
-// equals stays. Triangles without a nearest point (corners not finite, or all at one place) are passed over.
-// A query that is not finite finds nothing.
+// Nearest points of triangles and nearest vertices, by best-first walks over an octree. Distances are
+// compared squared, in double; a candidate replaces the best only when it is strictly nearer, so that the
+// first of equals stays. Triangles without a nearest point (corners not finite, or all at one place) are
+// passed over. A query that is not finite finds nothing.
 
-/// Visits the leaf voxels of an octree by increasing distance of their boxes from a point; among equals, in the
-/// order in which a walk from the root meets them, children ascending. Keeps its storage across `reset`. The
-/// octree must outlive the iteration. One thread at a time.
+/// Visits the leaf voxels of an octree by increasing distance of their boxes from a point; among equals, in
+/// the order in which a walk from the root meets them, children ascending. Keeps its storage across `reset`.
+/// The octree must outlive the iteration. One thread at a time.
 class QVGEOM_API OctreeClosestIt {
  public:
   /// Exhausted until `reset`.
@@ -33,8 +33,8 @@ class QVGEOM_API OctreeClosestIt {
 
   void reset(const Octree& octree, const qvLinear::Point& p);
   bool valid() const;
-  /// The current leaf, and the squared distance of its box from the point (rounded to single precision). While
-  /// `valid`, as is `next`.
+  /// The current leaf, and the squared distance of its box from the point (rounded to single precision).
+  /// While `valid`, as is `next`.
   OctreeIterator get() const;
   double getDistance2() const;
   void next();
@@ -47,8 +47,9 @@ class QVGEOM_API OctreeClosestIt {
 /// Nearest points of a mesh, for many queries. Exact: no triangle is nearer than the answer.
 ///
 /// Mesh, octree and partition must outlive it and stay as they are. An octree and a partition that do not fit
-/// together or to the mesh count as empty. The object, with all copies made from it, is used by one thread at a
-/// time; several objects may share their mesh. Construction O(T), a query near the surface O(log V) on average.
+/// together or to the mesh count as empty. The object, with all copies made from it, is used by one thread at
+/// a time; several objects may share their mesh. Construction O(T), a query near the surface O(log V) on
+/// average.
 class QVGEOM_API MeshClosestPoint {
  public:
   MeshClosestPoint(CompactMesh const& mesh, Octree const& octree, OctreeTris const& octreeTris);
@@ -67,15 +68,16 @@ class QVGEOM_API MeshClosestPoint {
   std::unique_ptr<Context> owned_;
 };
 
-/// Nearest point by way of the vertices: searches an octree over the mesh's vertices and measures the triangles
-/// around them. Of triangles whose corners all lie farther than both the best found so far and longestEdge /
-/// sqrt 2, the nearer inside may be missed: where the mesh has triangles of very different sizes the answer is
-/// an upper bound.
+/// Nearest point by way of the vertices: searches an octree over the mesh's vertices and measures the
+/// triangles around them. Of triangles whose corners all lie farther than both the best found so far and
+/// longestEdge / sqrt 2, the nearer inside may be missed: where the mesh has triangles of very different
+/// sizes the answer is an upper bound.
 /// @param octree      over the vertices of this mesh, as `adjTris`; with others nothing is found
 /// @param longestEdge length of the longest edge
 /// @param limit2      only points nearer than its square root are of interest
 /// @param vertexBoxes null, or [V] boxes that hold the triangles around each vertex
-/// @param coord       null, or where the nearest point is stored; untouched when nothing is nearer than the limit
+/// @param coord       null, or where the nearest point is stored; untouched when nothing is nearer than the
+/// limit
 /// @return the distance, or the square root of `limit2`
 /// Thread-safe on a mesh that nobody changes.
 QVGEOM_API double meshClosestPoint(CompactMesh const& mesh, Octree const& octree, MeshAdjTris const& adjTris,

@@ -16,24 +16,24 @@ namespace qvGeom {
 /// surface. The mesh must outlive the object; the sequence need not. One thread at a time.
 class QVGEOM_API MeshClosestPtOnLine {
  public:
-  /// Points of the sequence that do not name a triangle of the mesh end a run; a run of a single point is that
-  /// point. @param adjTris of the mesh
+  /// Points of the sequence that do not name a triangle of the mesh end a run; a run of a single point is
+  /// that point. @param adjTris of the mesh
   MeshClosestPtOnLine(CompactMesh const& mesh, MeshAdjTris const& adjTris, MeshSequence const& sequence);
   MeshClosestPtOnLine(const MeshClosestPtOnLine&) = delete;
   MeshClosestPtOnLine& operator=(const MeshClosestPtOnLine&) = delete;
   ~MeshClosestPtOnLine();
 
-  /// The nearest point, as one of the mesh: on the triangle, of the two that the ends of its segment lie on, to
-  /// which it is nearer. Not valid when the sequence is empty or `p` not finite.
+  /// The nearest point, as one of the mesh: on the triangle, of the two that the ends of its segment lie on,
+  /// to which it is nearer. Not valid when the sequence is empty or `p` not finite.
   MeshCoord operator()(const qvLinear::Point& p);
 
  private:
   void addRun(int n, MeshCoord const* run);
 
   CompactMesh const& mesh_;
-  CompactMesh lines_;          // vertex i at coords_[i], and a triangle without area for each segment
+  CompactMesh lines_;  // vertex i at coords_[i], and a triangle without area for each segment
   qv::vector<MeshCoord> coords_;
-  qv::vector<int> lone_;       // points that no segment ends at
+  qv::vector<int> lone_;  // points that no segment ends at
   qv::Reference<Octree> octree_;
   qv::Reference<OctreeTris> octreeTris_;
   std::unique_ptr<MeshClosestPoint> closest_;

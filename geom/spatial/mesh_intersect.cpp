@@ -16,7 +16,6 @@
 #include "geom/spatial/box_walk.h"
 #include "geom/spatial/octree_iterators.h"
 #include "geom/spatial/walk_tree.h"
-#include "geom/topology/normals.h"
 #include "geom/topology/transforms.h"
 
 namespace qvGeom {
@@ -35,6 +34,9 @@ struct Corners {
   Point p[3];
 };
 
+// Twice the area, along the normal.
+Vector areaVector(const Corners& t) { return cross(t.p[2] - t.p[1], t.p[0] - t.p[1]); }
+
 bool allOnOneSide(double const* d) {
   return (d[0] > 0 && d[1] > 0 && d[2] > 0) || (d[0] < 0 && d[1] < 0 && d[2] < 0);
 }
@@ -49,15 +51,17 @@ Range1d spanOnLine(const Corners& tri, double const* d, const Line& line) {
     // By the signs of the distances: a corner in the plane is no crossing of the two sides that end there.
     if (d[a] == 0) span.unite(t[a]);
     const int b = (a + 1) % 3;
-    if ((d[a] < 0 && d[b] > 0) || (d[a] > 0 && d[b] < 0)) span.unite(t[a] + (t[b] - t[a]) * d[a] / (d[a] - d[b]));
+    if ((d[a] < 0 && d[b] > 0) || (d[a] > 0 && d[b] < 0))
+      span.unite(t[a] + (t[b] - t[a]) * d[a] / (d[a] - d[b]));
   }
   return span;
 }
 
 bool findCrossing(const Corners& p, const Corners& q, Point& s0, Point& s1) {
-  const Normal n1 = triNormal(p.p[0], p.p[1], p.p[2]);
-  const Normal n2 = triNormal(q.p[0], q.p[1], q.p[2]);
-  if (equivalent(n1, n2, qvLinear::epsilonTol)) return false;
+  // The normals of triNormal, but for its fallback: a triangle without area has no plane to cross in.
+  const Normal n1(areaVector(p));
+  const Normal n2(areaVector(q));
+  if (n1 == Vector() || n2 == Vector() || equivalent(n1, n2, qvLinear::epsilonTol)) return false;
   const Plane plane1(p.p[0], n1);
   const Plane plane2(q.p[0], n2);
   double dq[3];
@@ -125,7 +129,8 @@ class SideFilter {
     double margin;
   };
   SidePlane plane(const Corners& t) const {
-    // As triNormal has it, so that a triangle without a direction has none here either, and rules nothing out.
+    // As triNormal has it, so that a triangle without a direction has none here either, and rules nothing
+    // out.
     const Vector n = cross(t.p[2] - t.p[1], t.p[0] - t.p[1]);
     return {n, t.p[0], margin_ * (std::fabs(n[0]) + std::fabs(n[1]) + std::fabs(n[2]))};
   }
@@ -140,8 +145,8 @@ class SideFilter {
   double margin_;
 };
 
-// One of the two loops' common frame: every triangle of a chunk in ascending order, with the memory of the worker.
-// Chunks are handed out so that the results of the workers, in their order, are in triangle order.
+// One of the two loops' common frame: every triangle of a chunk in ascending order, with the memory of the
+// worker. Chunks are handed out so that the results of the workers, in their order, are in triangle order.
 template <typename Slot>
 class TriangleChunks : public qvUtil::ThreadedChunkAlg {
  public:
@@ -273,7 +278,8 @@ struct OtherMesh {
     voxelBoxes.resize(static_cast<std::size_t>(octreeTris.getNumVoxels()));
     for (int v = 0; v < octreeTris.getNumVoxels(); ++v)
       for (int i = 0; i < octreeTris.numTris(v); ++i)
-        voxelBoxes[static_cast<std::size_t>(v)].extend(boxes[static_cast<std::size_t>(octreeTris.firstTri(v)[i])]);
+        voxelBoxes[static_cast<std::size_t>(v)].extend(
+            boxes[static_cast<std::size_t>(octreeTris.firstTri(v)[i])]);
   }
 };
 
@@ -286,8 +292,9 @@ struct PairSlot {
 class IntersectAlg : public TriangleChunks<PairSlot> {
  public:
   // @param voxelMap for each voxel of the first octree, those of the second that may meet it
-  IntersectAlg(const Surface& mesh, const ArrayOfSets& triVoxels, BoundingBox const* boxes, const OtherMesh& other,
-               const ArrayOfSets& voxelMap, const AffineMatrix& m, const AffineMatrix& inverse, double reach)
+  IntersectAlg(const Surface& mesh, const ArrayOfSets& triVoxels, BoundingBox const* boxes,
+               const OtherMesh& other, const ArrayOfSets& voxelMap, const AffineMatrix& m,
+               const AffineMatrix& inverse, double reach)
       : TriangleChunks(mesh.count),
         mesh_(mesh),
         triVoxels_(triVoxels),
@@ -350,7 +357,8 @@ class IntersectAlg : public TriangleChunks<PairSlot> {
   SideFilter filter_;
 };
 
-// Pairs every voxel that holds triangles with those of the other octree that its box meets once it is in place.
+// Pairs every voxel that holds triangles with those of the other octree that its box meets once it is in
+// place.
 ArrayOfSets mapVoxels(Octree const& octree, OctreeTris const& octreeTris, Octree const& other,
                       OctreeTris const& otherTris, const AffineMatrix& m, double reach) {
   qv::vector<std::pair<int, int>> pairs;
@@ -374,8 +382,8 @@ ArrayOfSets mapVoxels(Octree const& octree, OctreeTris const& octreeTris, Octree
 
 }  // namespace
 
-bool intersect(const Point& p0, const Point& p1, const Point& p2, const Point& q0, const Point& q1, const Point& q2,
-               Point& s0, Point& s1) {
+bool intersect(const Point& p0, const Point& p1, const Point& p2, const Point& q0, const Point& q1,
+               const Point& q2, Point& s0, Point& s1) {
   return findCrossing({{p0, p1, p2}}, {{q0, q1, q2}}, s0, s1);
 }
 
@@ -396,14 +404,14 @@ class MeshIntersect::Impl {
     pairs.clear();
     if (fits_) {
       const Surface surface(mesh_);
-      SelfIntersectAlg alg(surface, octreeTris_, triVoxels(), boxes_.data(), largestCoordinate(octree_.getRoot()));
+      SelfIntersectAlg alg(surface, octreeTris_, triVoxels(), boxes_.data(),
+                           largestCoordinate(octree_.getRoot()));
       alg.setProgress(&progress);
       qvUtil::ThreadPool::get().runChunks(alg);
       alg.merge(pairs);
     }
-    debugChannel().print(
-        "qvGeom::meshSelfIntersect: %d triangles\n    %d tri/tri intersections\n    %f s\n",
-        mesh_.getNumTriangles(), static_cast<int>(pairs.size()), watch.stop());
+    debugChannel().print("qvGeom::meshSelfIntersect: %d triangles\n    %d tri/tri intersections\n    %f s\n",
+                         mesh_.getNumTriangles(), static_cast<int>(pairs.size()), watch.stop());
   }
 
   void intersect(CompactMesh const& other, Octree const& otherOctree, OctreeTris const& otherTris,
@@ -440,7 +448,8 @@ class MeshIntersect::Impl {
  private:
   // For each triangle the voxels that list it. Made before workers start, and kept.
   const ArrayOfSets& triVoxels() {
-    if (triVoxels_.getNumSets() == 0) triVoxels_.assignInverse(mesh_.getNumTriangles(), octreeTris_.getData());
+    if (triVoxels_.getNumSets() == 0)
+      triVoxels_.assignInverse(mesh_.getNumTriangles(), octreeTris_.getData());
     return triVoxels_;
   }
 
@@ -460,9 +469,10 @@ void MeshIntersect::selfIntersect(qvUtil::Progress& progress, std::deque<MeshInt
   impl_->selfIntersect(progress, pairs);
 }
 
-void MeshIntersect::intersect(CompactMesh const& other, Octree const& otherOctree, OctreeTris const& otherOctreeTris,
-                              const AffineMatrix& m, qvUtil::Progress& progress,
-                              std::deque<MeshIntersectPair>& pairs1, std::deque<MeshIntersectPair>& pairs2) {
+void MeshIntersect::intersect(CompactMesh const& other, Octree const& otherOctree,
+                              OctreeTris const& otherOctreeTris, const AffineMatrix& m,
+                              qvUtil::Progress& progress, std::deque<MeshIntersectPair>& pairs1,
+                              std::deque<MeshIntersectPair>& pairs2) {
   impl_->intersect(other, otherOctree, otherOctreeTris, m, progress, pairs1, pairs2);
 }
 

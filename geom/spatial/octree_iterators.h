@@ -51,7 +51,8 @@ using OctreeBBoxIntersectIt = OctreeShapeIt<BoundingBox>;
 using OctreeRayIntersectIt = OctreeShapeIt<Ray>;
 using OctreeSphereIntersectIt = OctreeShapeIt<Sphere>;
 
-/// Visits all leaf voxels of an octree, which must outlive the iteration; depth first, child 7 before child 0.
+/// Visits all leaf voxels of an octree, which must outlive the iteration; depth first, child 7 before child
+/// 0.
 class QVGEOM_API OctreeLeafIterator {
  public:
   explicit OctreeLeafIterator(const Octree& octree) { reset(octree); }

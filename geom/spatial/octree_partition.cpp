@@ -30,8 +30,8 @@ bool touches(const BoundingBox& box, float const* const (&ends)[2]) {
   return intersects(box, ends[0], ends[1]);
 }
 
-// Files elements of `Corners` vertices each. A walk starts at the smallest node around the element that lies on the
-// path to the remembered voxel: the next element is rarely far.
+// Files elements of `Corners` vertices each. A walk starts at the smallest node around the element that lies
+// on the path to the remembered voxel: the next element is rarely far.
 template <int Corners>
 class Filer {
  public:
@@ -70,8 +70,9 @@ class Filer {
  private:
   // So that nothing beyond the node can touch the box.
   static bool isStrictlyInside(const BoundingBox& box, const BoundingBox& node) {
-    return box.isValid() && node.min[0] < box.min[0] && node.min[1] < box.min[1] && node.min[2] < box.min[2] &&
-           node.max[0] > box.max[0] && node.max[1] > box.max[1] && node.max[2] > box.max[2];
+    return box.isValid() && node.min[0] < box.min[0] && node.min[1] < box.min[1] &&
+           node.min[2] < box.min[2] && node.max[0] > box.max[0] && node.max[1] > box.max[1] &&
+           node.max[2] > box.max[2];
   }
 
   BoxWalk walk_;
@@ -125,8 +126,8 @@ using LinePartitionAlg = PartitionAlg<2>;
 double ratio(double part, double whole) { return whole > 0 ? part / whole : 0; }
 
 template <typename Alg, typename Record>
-void partition(const Octree& octree, float const* vertices, int const* elements, int count, char const* message,
-               Record& result) {
+void partition(const Octree& octree, float const* vertices, int const* elements, int count,
+               char const* message, Record& result) {
   qvOS::StopWatch watch;
   watch.start();
   const int voxels = octree.getNumVoxels();
@@ -157,8 +158,8 @@ void computeOctreeTris(CompactMesh const& mesh, Octree const& octree, OctreeTris
 }
 
 void meshOctreeLines(CompactMesh const& mesh, Octree const& octree, OctreeLines& result) {
-  partition<LinePartitionAlg>(octree, mesh.getVerticesRaw(),
-                              reinterpret_cast<int const*>(mesh.getLines()), mesh.getNumLines(),
+  partition<LinePartitionAlg>(octree, mesh.getVerticesRaw(), reinterpret_cast<int const*>(mesh.getLines()),
+                              mesh.getNumLines(),
                               "OctreeLines:  Partitioned %d lines into %d voxels in %.3f seconds.\n"
                               "             (%.2f coherence, %.2f duplication, %.0f tri/sec)\n",
                               result);

@@ -10,16 +10,16 @@
 
 namespace qvGeom {
 
-/// Tells on which side of a closed, outward oriented surface a point lies: by the vertex normals, interpolated
-/// at the nearest point of the mesh. Without vertex normals the triangle's own normal is taken.
+/// Tells on which side of a closed, outward oriented surface a point lies: by the vertex normals,
+/// interpolated at the nearest point of the mesh. Without vertex normals the triangle's own normal is taken.
 ///
 /// Mesh, octree and partition must outlive it and stay as they are. One thread at a time, with all copies.
 class QVGEOM_API MeshPtInside {
  public:
   enum Result { Inside = 0, Outside = 1, OnSurface = 2 };
 
-  /// @param tolerance distance below which a point lies on the surface, model units; at 0 or below, or NaN, none
-  /// does
+  /// @param tolerance distance below which a point lies on the surface, model units; at 0 or below, or NaN,
+  /// none does
   MeshPtInside(CompactMesh const& mesh, Octree const& octree, OctreeTris const& octreeTris, double tolerance);
   /// Shares the working memory of `other`, which must outlive the copy.
   MeshPtInside(const MeshPtInside& other) = default;

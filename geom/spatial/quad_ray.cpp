@@ -23,8 +23,8 @@ constexpr float kInfinity = std::numeric_limits<float>::infinity();
 // Read by every packet without a lock: it is set before tracing starts.
 std::atomic<float> cullDistance{qvLinear::epsilonTolFlt};
 
-// Where the lanes cross a plane. NaN arises where the origin lies in a plane that a ray runs along, and then must
-// bound nothing: `max` and `min` give their second operand there.
+// Where the lanes cross a plane. NaN arises where the origin lies in a plane that a ray runs along, and then
+// must bound nothing: `max` and `min` give their second operand there.
 struct Crossing {
   Float4 asEntry;
   Float4 asExit;
@@ -41,7 +41,8 @@ struct Span {
   Float4 leave;
 
   Span(Float4 from, Float4 to) : enter(from), leave(to) {}
-  Span(const Crossing& a, const Crossing& b) : enter(min(a.asEntry, b.asEntry)), leave(max(a.asExit, b.asExit)) {}
+  Span(const Crossing& a, const Crossing& b)
+      : enter(min(a.asEntry, b.asEntry)), leave(max(a.asExit, b.asExit)) {}
   friend Span overlap(const Span& a, const Span& b) { return {max(a.enter, b.enter), min(a.leave, b.leave)}; }
 };
 
@@ -69,7 +70,8 @@ void QuadRay::intersect(const BoundingBox& box, BitField32& lanes) const {
   Span span(Float4(-kInfinity), Float4(kInfinity));
   for (int k = 0; k < 3; ++k) {
     const Float4 inverse = Float4::load(inverse_[k]);
-    span = overlap(span, {Crossing(box.min[k], origin_[k], inverse), Crossing(box.max[k], origin_[k], inverse)});
+    span =
+        overlap(span, {Crossing(box.min[k], origin_[k], inverse), Crossing(box.max[k], origin_[k], inverse)});
   }
   int kept = lanesWithin(span, Float4::load(t_));
   if (!nearest_) kept &= ~hits_;
@@ -115,7 +117,9 @@ void QuadRay::intersect(const MeshTriangle& triangle, MeshVertex const* vertices
   hits_ |= hit;
 }
 
-void QuadRay::setBackfaceCullDistance(float distance) { cullDistance.store(distance, std::memory_order_relaxed); }
+void QuadRay::setBackfaceCullDistance(float distance) {
+  cullDistance.store(distance, std::memory_order_relaxed);
+}
 
 OctreeQuadRayIntersectIt::OctreeQuadRayIntersectIt(const Octree& octree)
     : octree_(octree), stack_(std::make_unique<Entry[]>(8 * static_cast<std::size_t>(octree.getDepth()))) {}
@@ -161,9 +165,10 @@ void OctreeQuadRayIntersectIt::next() {
   }
 }
 
-// Walks voxels with triangles as the iterator does, with the boxes of all children from the planes of their node.
-// Packets that look for the nearest hit are free to take the children front to back, and to pass by what lies
-// beyond their hits; for the others the walk decides what they hit, down to every box that is tested.
+// Walks voxels with triangles as the iterator does, with the boxes of all children from the planes of their
+// node. Packets that look for the nearest hit are free to take the children front to back, and to pass by
+// what lies beyond their hits; for the others the walk decides what they hit, down to every box that is
+// tested.
 class PacketWalk {
  public:
   PacketWalk(Octree const& octree, OctreeTris const& octreeTris, CompactMesh const* mesh)

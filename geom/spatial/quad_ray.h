@@ -15,8 +15,9 @@ namespace qvGeom {
 class PacketWalk;
 
 /// Four rays from one origin, traced together in single precision, one in each lane. The rules are those of
-/// intersectRayTriangle, with `qvLinear::epsilonTolFlt` for the bounds; rays that pass within rounding of an edge
-/// may slip between two triangles. Hits add up over calls until the packet is built anew. One thread at a time.
+/// intersectRayTriangle, with `qvLinear::epsilonTolFlt` for the bounds; rays that pass within rounding of an
+/// edge may slip between two triangles. Hits add up over calls until the packet is built anew. One thread at
+/// a time.
 class QVGEOM_API QuadRay {
  public:
   /// @param nearest whether every lane looks for its nearest hit, or stops at its first
@@ -32,14 +33,15 @@ class QVGEOM_API QuadRay {
   /// Smallest ray parameter of the hits in that lane; the largest float before the first.
   float triIntersectionRayParam(int lane) const { return t_[lane]; }
 
-  /// Bit i of `lanes`: ray i enters the box before its nearest hit, and not behind its origin. A ray that runs
-  /// within the plane of a side touches the box. Lanes that have hit are left out unless looking for the nearest.
+  /// Bit i of `lanes`: ray i enters the box before its nearest hit, and not behind its origin. A ray that
+  /// runs within the plane of a side touches the box. Lanes that have hit are left out unless looking for the
+  /// nearest.
   void intersect(const BoundingBox& box, qvUtil::BitField32& lanes) const;
   /// Tests all lanes against a triangle and records what they hit.
   void intersect(const MeshTriangle& triangle, MeshVertex const* vertices);
 
-  /// Sets the distance below which back faces do not count, for all packets; `qvLinear::epsilonTolFlt` at first.
-  /// Not while rays are being traced.
+  /// Sets the distance below which back faces do not count, for all packets; `qvLinear::epsilonTolFlt` at
+  /// first. Not while rays are being traced.
   static void setBackfaceCullDistance(float distance);
 
  private:
@@ -54,8 +56,8 @@ class QVGEOM_API QuadRay {
   bool nearest_;
 };
 
-/// Visits, depth first, the leaf voxels that at least one ray of a packet meets. Octree and packet must outlive
-/// the iteration; the packet may take hits during it, which lets lanes end.
+/// Visits, depth first, the leaf voxels that at least one ray of a packet meets. Octree and packet must
+/// outlive the iteration; the packet may take hits during it, which lets lanes end.
 class QVGEOM_API OctreeQuadRayIntersectIt {
  public:
   /// Exhausted until `reset`.
@@ -66,7 +68,8 @@ class QVGEOM_API OctreeQuadRayIntersectIt {
   OctreeQuadRayIntersectIt(const OctreeQuadRayIntersectIt&) = delete;
   OctreeQuadRayIntersectIt& operator=(const OctreeQuadRayIntersectIt&) = delete;
 
-  /// @param ordered whether siblings come front to back along the packet's mean direction, or in ascending order
+  /// @param ordered whether siblings come front to back along the packet's mean direction, or in ascending
+  /// order
   void reset(QuadRay& packet, bool ordered);
   bool valid() const { return size_ > 0; }
   /// The current leaf; a default iterator when exhausted.
@@ -95,8 +98,8 @@ class QVGEOM_API QuadRayTracer : public OctreeQuadRayIntersectIt {
   QuadRayTracer(Octree const& octree, OctreeTris const& octreeTris, CompactMesh const* mesh);
   ~QuadRayTracer();
 
-  /// Adds the hits on the mesh to the packet. Voxels are visited with siblings in ascending order, which decides
-  /// the hits that lanes stop at when they do not look for the nearest.
+  /// Adds the hits on the mesh to the packet. Voxels are visited with siblings in ascending order, which
+  /// decides the hits that lanes stop at when they do not look for the nearest.
   void intersect(QuadRay& packet);
 
  private:

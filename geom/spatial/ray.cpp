@@ -22,7 +22,8 @@ constexpr double kParallel = 1e-6;
 std::atomic<double> backfaceCullDistance{1e-6};
 
 // An exact sum of doubles, kept as parts that do not overlap, smallest first.
-// After J. R. Shewchuk, Adaptive precision floating-point arithmetic and fast robust geometric predicates (1997).
+// After J. R. Shewchuk, Adaptive precision floating-point arithmetic and fast robust geometric predicates
+// (1997).
 class ExactSum {
  public:
   void add(double x) {
@@ -64,8 +65,8 @@ struct Difference {
   }
 };
 
-// Sign of dir . ((p - o) x (q - o)), without rounding: on which side of the edge p q the ray passes. Swapping p
-// and q changes the sign and nothing else, which is why the triangles on both sides of an edge agree.
+// Sign of dir . ((p - o) x (q - o)), without rounding: on which side of the edge p q the ray passes. Swapping
+// p and q changes the sign and nothing else, which is why the triangles on both sides of an edge agree.
 // Floats leave room for products of three in the range of doubles, once the direction has been scaled.
 int sideOfEdge(const Vector& dir, float const* o, float const* p, float const* q) {
   ExactSum sum;
@@ -145,8 +146,8 @@ Side meet(double const* direction, float const* orig, float const* p0, float con
 
 }  // namespace
 
-bool intersectRayTriangle(double const* dir, float const* orig, float const* p0, float const* p1, float const* p2,
-                          double& t, double& u, double& v) {
+bool intersectRayTriangle(double const* dir, float const* orig, float const* p0, float const* p1,
+                          float const* p2, double& t, double& u, double& v) {
   const Side side = meet(dir, orig, p0, p1, p2, false, t, u, v);
   if (side == Side::none) return false;
   return t >= backfaceCullDistance.load(std::memory_order_relaxed) || side == Side::front;
@@ -183,8 +184,8 @@ bool Ray::intersects(const BoundingBox& box, float t0, float t1) const {
   float tmin = -std::numeric_limits<float>::infinity();
   float tmax = std::numeric_limits<float>::infinity();
   for (int k = 0; k < 3; ++k) {
-    // NaN stands for a ray that runs within the plane of a side. Touching counts, on both sides of a plane that
-    // two boxes share; so NaN is no bound at all, and neither comparison takes it.
+    // NaN stands for a ray that runs within the plane of a side. Touching counts, on both sides of a plane
+    // that two boxes share; so NaN is no bound at all, and neither comparison takes it.
     const float near = (bounds[near_[k]] - o[k]) * inverse_[k];
     const float far = (bounds[far_[k]] - o[k]) * inverse_[k];
     if (near > tmax || tmin > far) return false;

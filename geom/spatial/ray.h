@@ -9,16 +9,16 @@
 
 namespace qvGeom {
 
-// Single rays. Directions need not be of unit length; ray parameters are in units of the direction, so that the
-// point at t is origin + t dir. On a triangle p0, p1, p2 the barycentric u and v weight p1 and p2, and
-// 1 - u - v weights p0. Front is the side from which the corners run counter-clockwise.
+// Single rays. Directions need not be of unit length; ray parameters are in units of the direction, so that
+// the point at t is origin + t dir. On a triangle p0, p1, p2 the barycentric u and v weight p1 and p2, and 1
+// - u - v weights p0. Front is the side from which the corners run counter-clockwise.
 
-/// Ray against triangle from both sides. A ray through an edge or a corner hits every triangle that shares it:
-/// which side of an edge a ray passes is decided without rounding, so that no ray slips between neighbours.
-/// Rays within 1e-6 of parallel, by the absolute size of the determinant dir . (e2 x e1), hit nothing; this
-/// includes triangles with edges below about 1e-3 for directions of unit length.
-/// Hits behind the origin count, but those on back faces nearer than the cull distance do not: a ray that
-/// starts on a surface would meet it at once.
+/// Ray against triangle from both sides. A ray through an edge or a corner hits every triangle that shares
+/// it: which side of an edge a ray passes is decided without rounding, so that no ray slips between
+/// neighbours. Rays within 1e-6 of parallel, by the absolute size of the determinant dir . (e2 x e1), hit
+/// nothing; this includes triangles with edges below about 1e-3 for directions of unit length. Hits behind
+/// the origin count, but those on back faces nearer than the cull distance do not: a ray that starts on a
+/// surface would meet it at once.
 /// @param dir      three doubles
 /// @param orig     three floats; so are p0, p1, p2
 /// @param t, u, v  written where the ray meets the triangle, even when the cull distance then rejects the hit
@@ -27,16 +27,16 @@ QVGEOM_API bool intersectRayTriangle(double const* dir, float const* orig, float
                                      float const* p2, double& t, double& u, double& v);
 
 /// The same from the front alone; hits behind the origin count, at whatever distance.
-QVGEOM_API bool intersectRayTriangleCull(double const* dir, float const* orig, float const* p0, float const* p1,
-                                         float const* p2, double& t, double& u, double& v);
+QVGEOM_API bool intersectRayTriangleCull(double const* dir, float const* orig, float const* p0,
+                                         float const* p1, float const* p2, double& t, double& u, double& v);
 
 /// Whether the ray hits the triangle, from either side, at t > `qvLinear::epsilonTol`.
 QVGEOM_API bool intersectRayTriangle(const qvLinear::Vector& dir, const qvLinear::PointFlt& orig,
                                      const qvLinear::PointFlt& p0, const qvLinear::PointFlt& p1,
                                      const qvLinear::PointFlt& p2);
 
-/// Sets the distance below which back faces do not count, for the whole process; 1e-6 at first. Not while rays
-/// are being traced.
+/// Sets the distance below which back faces do not count, for the whole process; 1e-6 at first. Not while
+/// rays are being traced.
 QVGEOM_API void setBackfaceCullDistance(double distance);
 
 /// A ray and the nearest hit that it has met. Origin and direction are references to values that must outlive
@@ -53,8 +53,8 @@ class QVGEOM_API Ray {
   double triIntersectionBaryU() const { return u_; }
   double triIntersectionBaryV() const { return v_; }
 
-  /// Whether the ray is inside the box for some of the parameters between t0 and t1; touching the box at one of
-  /// the two alone does not count, but passing along a side of it does. Single precision.
+  /// Whether the ray is inside the box for some of the parameters between t0 and t1; touching the box at one
+  /// of the two alone does not count, but passing along a side of it does. Single precision.
   bool intersects(const BoundingBox& box, float t0, float t1) const;
 
   /// Tests a triangle from both sides; hits at t <= `qvLinear::epsilonTolFlt` do not count. The record takes

@@ -23,8 +23,8 @@ namespace {
 
 constexpr double kFarthest = std::numeric_limits<float>::max();
 
-// Rules out triangles that a ray passes by, four at a time in single precision with a margin for its rounding.
-// What is left goes to the test in double.
+// Rules out triangles that a ray passes by, four at a time in single precision with a margin for its
+// rounding. What is left goes to the test in double.
 class TriangleFilter {
  public:
   void aim(const PointFlt& origin, const VectorFlt& dir) {
@@ -39,7 +39,8 @@ class TriangleFilter {
     Float4 p[3][3];
     for (int c = 0; c < 3; ++c) {
       float const* at[4];
-      for (int k = 0; k < 4; ++k) at[k] = vertices + std::ptrdiff_t{3} * triangles[std::ptrdiff_t{3} * four[k] + c];
+      for (int k = 0; k < 4; ++k)
+        at[k] = vertices + std::ptrdiff_t{3} * triangles[std::ptrdiff_t{3} * four[k] + c];
       gatherPoints(at[0], at[1], at[2], at[3], p[c]);
     }
     Float4 e1[3], e2[3], s[3], h[3], q[3];
@@ -59,7 +60,8 @@ class TriangleFilter {
     const Float4 v = dot(dir_, q) ^ sign;
     // The direction's components are at most 1.
     const Float4 doubt = Float4(2e-6f) * (reach + size) * size;
-    const Float4 missed = (u < Float4() - doubt) | (v < Float4() - doubt) | (u + v > (det ^ sign) + doubt + doubt);
+    const Float4 missed =
+        (u < Float4() - doubt) | (v < Float4() - doubt) | (u + v > (det ^ sign) + doubt + doubt);
     return ~static_cast<unsigned>(signBits(missed)) & 15u;
   }
 
@@ -69,7 +71,9 @@ class TriangleFilter {
     c[1] = a[2] * b[0] - a[0] * b[2];
     c[2] = a[0] * b[1] - a[1] * b[0];
   }
-  static Float4 dot(const Float4 (&a)[3], const Float4 (&b)[3]) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
+  static Float4 dot(const Float4 (&a)[3], const Float4 (&b)[3]) {
+    return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
+  }
 
   Float4 origin_[3];
   Float4 dir_[3];
@@ -79,10 +83,10 @@ float largestSize(float const* x) { return std::max({std::fabs(x[0]), std::fabs(
 
 }  // namespace
 
-// Walks front to back. A node is passed by when the ray misses it, or enters it beyond the nearest hit. Boxes are
-// taken a little larger than they are, so that neither the rounding of the walk nor that of the partition loses
-// a triangle; the walk may therefore meet a few voxels that OctreeRayIntersectIt does not, and finds no other
-// hits there but those that the triangles have.
+// Walks front to back. A node is passed by when the ray misses it, or enters it beyond the nearest hit. Boxes
+// are taken a little larger than they are, so that neither the rounding of the walk nor that of the partition
+// loses a triangle; the walk may therefore meet a few voxels that OctreeRayIntersectIt does not, and finds no
+// other hits there but those that the triangles have.
 class RayTracer::Impl {
  public:
   Impl(Octree const& octree, OctreeTris const& octreeTris, CompactMesh const* mesh)
@@ -125,11 +129,12 @@ class RayTracer::Impl {
     float enter;  // parameter of the walk
   };
 
-  // The walk has a direction of its own, scaled so that its largest component is 1: parameters of the walk are
-  // those of the ray times parameterScale_.
+  // The walk has a direction of its own, scaled so that its largest component is 1: parameters of the walk
+  // are those of the ray times parameterScale_.
   bool aim(const PointFlt& origin, const Vector& dir) {
     const double longest = std::max({std::fabs(dir[0]), std::fabs(dir[1]), std::fabs(dir[2])});
-    if (!std::isfinite(dir[0]) || !std::isfinite(dir[1]) || !std::isfinite(dir[2]) || longest == 0) return false;
+    if (!std::isfinite(dir[0]) || !std::isfinite(dir[1]) || !std::isfinite(dir[2]) || longest == 0)
+      return false;
     if (!std::isfinite(origin[0]) || !std::isfinite(origin[1]) || !std::isfinite(origin[2])) return false;
     const VectorFlt d(static_cast<float>(dir[0] / longest), static_cast<float>(dir[1] / longest),
                       static_cast<float>(dir[2] / longest));
@@ -140,8 +145,8 @@ class RayTracer::Impl {
     flip_ = 0;
     float inverse[4] = {}, entry[4] = {}, exit[4] = {};
     for (unsigned k = 0; k < 3; ++k) {
-      // A component next to nothing moves the ray by less than the margin, wherever it meets the box; its inverse
-      // stays finite, and no bound becomes NaN.
+      // A component next to nothing moves the ray by less than the margin, wherever it meets the box; its
+      // inverse stays finite, and no bound becomes NaN.
       const float component = std::fabs(d[static_cast<int>(k)]) < 1e-20f ? 1e-20f : d[static_cast<int>(k)];
       inverse[k] = 1 / component;
       const bool downwards = component < 0;
@@ -157,9 +162,9 @@ class RayTracer::Impl {
     return true;
   }
 
-  // Puts the children that the ray meets on the stack, the nearest on top. Seen along the ray, an axis has a near
-  // and a far half; a child is numbered by the halves that it lies in, and the order of those numbers is front
-  // to back.
+  // Puts the children that the ray meets on the stack, the nearest on top. Seen along the ray, an axis has a
+  // near and a far half; a child is numbered by the halves that it lies in, and the order of those numbers is
+  // front to back.
   std::size_t pushChildren(const WalkTree::Node& node, std::size_t size) {
     float near[4] = {}, far[4] = {};
     for (int k = 0; k < 3; ++k) {
@@ -184,7 +189,8 @@ class RayTracer::Impl {
     for (unsigned half = 0; half < 2; ++half) {
       const Float4 first = max(enter[half], Float4());
       first.store(entered + 4 * half);
-      met |= static_cast<unsigned>(signBits((first <= leave[half]) & (first <= Float4(farthest_)))) << 4 * half;
+      met |= static_cast<unsigned>(signBits((first <= leave[half]) & (first <= Float4(farthest_))))
+             << 4 * half;
     }
     for (; met != 0; met &= ~std::bit_floor(met)) {
       const unsigned c = static_cast<unsigned>(std::bit_width(met)) - 1;
@@ -204,8 +210,10 @@ class RayTracer::Impl {
       const int four[4] = {list[i], list[std::min(i + 1, last)], list[std::min(i + 2, last)], list[last]};
       unsigned left = filter_.mayHit(vertices_, triangles_, four) & ((2u << (last - i)) - 1);
       for (int k = 0; left != 0; ++k, left >>= 1)
-        if ((left & 1) && ray.intersects(reinterpret_cast<MeshTriangle const*>(triangles_)[four[k]],
-                                         reinterpret_cast<MeshVertex const*>(vertices_)) && !findNearest_)
+        if ((left & 1) &&
+            ray.intersects(reinterpret_cast<MeshTriangle const*>(triangles_)[four[k]],
+                           reinterpret_cast<MeshVertex const*>(vertices_)) &&
+            !findNearest_)
           return true;
     }
     return ray.triIntersectionRayParam() < before;

@@ -15,8 +15,8 @@ namespace qvGeom {
 /// triangles that share an edge or a corner.
 ///
 /// Mesh, octree and partition must outlive the tracer and stay as they are. An octree and a partition that do
-/// not fit together or to the mesh, or no mesh, count as empty; a ray that is not finite, or without direction,
-/// hits nothing. One thread at a time; several tracers may share their mesh. Construction O(T).
+/// not fit together or to the mesh, or no mesh, count as empty; a ray that is not finite, or without
+/// direction, hits nothing. One thread at a time; several tracers may share their mesh. Construction O(T).
 class QVGEOM_API RayTracer {
  public:
   RayTracer(Octree const& octree, OctreeTris const& octreeTris, CompactMesh const* mesh);
@@ -28,8 +28,8 @@ class QVGEOM_API RayTracer {
   void setFindNearestHit(bool nearest);
   /// @return whether the ray hits the mesh
   bool intersect(const qvLinear::PointFlt& origin, const qvLinear::Vector& dir);
-  /// Ray parameter of the nearest hit of the last ray, when looking for nearest hits; otherwise, and without a
-  /// hit, the largest float.
+  /// Ray parameter of the nearest hit of the last ray, when looking for nearest hits; otherwise, and without
+  /// a hit, the largest float.
   double intersectionDist() const;
 
  private:

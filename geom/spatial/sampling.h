@@ -6,8 +6,9 @@
 
 namespace qvGeom {
 
-// Points and directions that cover a square, a sphere or a hemisphere evenly. Indices into tables are taken modulo
-// their size, negative ones as if they were unsigned; a table that was not calculated, or could not be, answers 0.
+// Points and directions that cover a square, a sphere or a hemisphere evenly. Indices into tables are taken
+// modulo their size, negative ones as if they were unsigned; a table that was not calculated, or could not
+// be, answers 0.
 
 /// The numbers 0 to 2^k - 1 with their bits reversed, and the pairings of numbers that follow from it.
 class QVGEOM_API HammersleyPermutation2 {
@@ -41,10 +42,11 @@ class QVGEOM_API ScrambledHammersleySequence {
 QVGEOM_API void randomUnitVector(qvLinear::Vector& v);
 
 /// Replaces every element by a random unit vector on the side that `normal` points to.
-QVGEOM_API void computeHemisphereVectors(const qvLinear::Vector& normal, qv::vector<qvLinear::Vector>& vectors);
+QVGEOM_API void computeHemisphereVectors(const qvLinear::Vector& normal,
+                                         qv::vector<qvLinear::Vector>& vectors);
 
-/// Maps the unit square to the unit sphere, keeping areas in proportion: u goes once around z, v from the bottom
-/// (0) to the top (1).
+/// Maps the unit square to the unit sphere, keeping areas in proportion: u goes once around z, v from the
+/// bottom (0) to the top (1).
 QVGEOM_API void mapSphericalToUniformCartesian(float u, float v, qvLinear::VectorFlt& out);
 
 /// Maps the unit square to the cap of height h around +z, keeping areas in proportion; v = 0 is its top.

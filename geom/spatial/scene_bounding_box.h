@@ -6,8 +6,8 @@
 namespace qvGeom {
 
 /// The box of a scene whose items come and go. Adding is exact; once an item that reached the border of the
-/// scene has been removed, the box is only known to be large enough, and the caller may build it anew from the
-/// items that are left.
+/// scene has been removed, the box is only known to be large enough, and the caller may build it anew from
+/// the items that are left.
 class QVGEOM_API SceneBoundingBox {
  public:
   /// Forgets all items.
@@ -21,7 +21,8 @@ class QVGEOM_API SceneBoundingBox {
   const BoundingBox& getSceneBox() const { return scene_; }
 
  private:
-  BoundingBox tracking_;  // shrinks at sides from which an item was removed, and then differs from the scene's
+  BoundingBox
+      tracking_;  // shrinks at sides from which an item was removed, and then differs from the scene's
   BoundingBox scene_;
 };
 

@@ -12,7 +12,8 @@ bool partitionFits(const Octree& octree, const OctreeTris& octreeTris, int numTr
 
 WalkTree::WalkTree(const Octree& octree, const OctreeTris& octreeTris, int numTriangles)
     : rootBox_(octree.getRoot()) {
-  if (octree.getNumVoxels() > 0 && partitionFits(octree, octreeTris, numTriangles)) root_ = add(octree, octreeTris, 0);
+  if (octree.getNumVoxels() > 0 && partitionFits(octree, octreeTris, numTriangles))
+    root_ = add(octree, octreeTris, 0);
 }
 
 // Recursion goes no deeper than the octree.

@@ -12,9 +12,9 @@ namespace qvGeom {
 /// nothing: nothing is read out of range. O(size of the partition).
 bool partitionFits(const Octree& octree, const OctreeTris& octreeTris, int numTriangles);
 
-/// The part of an octree that leads to triangles, laid out for queries: inner nodes only, each with the planes
-/// that cut it into its children, because the boxes of all eight follow from those. Children are numbered as
-/// the octree numbers them.
+/// The part of an octree that leads to triangles, laid out for queries: inner nodes only, each with the
+/// planes that cut it into its children, because the boxes of all eight follow from those. Children are
+/// numbered as the octree numbers them.
 ///
 /// Holds nothing when octree, partition and mesh do not belong together.
 class WalkTree {

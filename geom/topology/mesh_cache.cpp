@@ -125,11 +125,15 @@ SimpleMeshCache::SimpleMeshCache() : impl_(std::make_unique<Impl>()) {}
 SimpleMeshCache::~SimpleMeshCache() = default;
 void SimpleMeshCache::clear() { impl_->clear(); }
 
-Reference<MeshAdjTris> SimpleMeshCache::getAdjTrisImpl(CompactMesh const& mesh) { return impl_->entry(mesh).adjTris; }
+Reference<MeshAdjTris> SimpleMeshCache::getAdjTrisImpl(CompactMesh const& mesh) {
+  return impl_->entry(mesh).adjTris;
+}
 Reference<MeshAdjVertices> SimpleMeshCache::getAdjVerticesImpl(CompactMesh const& mesh) {
   return impl_->entry(mesh).adjVertices;
 }
-Reference<Octree> SimpleMeshCache::getOctreeImpl(CompactMesh const& mesh) { return impl_->entry(mesh).octree; }
+Reference<Octree> SimpleMeshCache::getOctreeImpl(CompactMesh const& mesh) {
+  return impl_->entry(mesh).octree;
+}
 Reference<OctreeTris> SimpleMeshCache::getOctreeTrisImpl(CompactMesh const& mesh) {
   return impl_->entry(mesh).octreeTris;
 }

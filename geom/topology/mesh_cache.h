@@ -11,9 +11,9 @@
 
 namespace qvGeom {
 
-/// Hands out the derived records of meshes, and builds each on the first request. Where records are stored, and
-/// when they are dropped, is up to the derived class. Records stay with whoever holds them, also when the store
-/// has dropped them: they then describe the mesh as it was. One thread at a time.
+/// Hands out the derived records of meshes, and builds each on the first request. Where records are stored,
+/// and when they are dropped, is up to the derived class. Records stay with whoever holds them, also when the
+/// store has dropped them: they then describe the mesh as it was. One thread at a time.
 class QVGEOM_API MeshCache {
  public:
   virtual ~MeshCache();
@@ -46,8 +46,8 @@ class QVGEOM_API MeshCache {
   virtual void setBoundariesImpl(CompactMesh const& mesh, qv::Reference<MeshBoundaries> record) = 0;
 };
 
-/// Keeps the records of a mesh until the mesh sends any notice of change, or dies. Cache and meshes may die in any
-/// order.
+/// Keeps the records of a mesh until the mesh sends any notice of change, or dies. Cache and meshes may die
+/// in any order.
 class QVGEOM_API SimpleMeshCache : public MeshCache {
  public:
   SimpleMeshCache();

@@ -2,8 +2,8 @@
 
 // Four floats at once, for the inner loops of queries. Not part of the public surface.
 //
-// The vector instructions are those that every x86-64 has; elsewhere the same operations run one after another
-// and give the same bits. `min` and `max` return the second operand when the two compare unordered.
+// The vector instructions are those that every x86-64 has; elsewhere the same operations run one after
+// another and give the same bits. `min` and `max` return the second operand when the two compare unordered.
 
 #include <cmath>
 #include <cstdint>
@@ -90,13 +90,27 @@ struct Float4 {
   }
   static float mask(bool set) { return fromBits(set ? ~0u : 0u); }
 
-  friend Float4 operator+(Float4 a, Float4 b) { return each(a, b, [](float x, float y) { return x + y; }); }
-  friend Float4 operator-(Float4 a, Float4 b) { return each(a, b, [](float x, float y) { return x - y; }); }
-  friend Float4 operator*(Float4 a, Float4 b) { return each(a, b, [](float x, float y) { return x * y; }); }
-  friend Float4 operator/(Float4 a, Float4 b) { return each(a, b, [](float x, float y) { return x / y; }); }
-  friend Float4 min(Float4 a, Float4 b) { return each(a, b, [](float x, float y) { return x < y ? x : y; }); }
-  friend Float4 max(Float4 a, Float4 b) { return each(a, b, [](float x, float y) { return x > y ? x : y; }); }
-  friend Float4 operator<(Float4 a, Float4 b) { return each(a, b, [](float x, float y) { return mask(x < y); }); }
+  friend Float4 operator+(Float4 a, Float4 b) {
+    return each(a, b, [](float x, float y) { return x + y; });
+  }
+  friend Float4 operator-(Float4 a, Float4 b) {
+    return each(a, b, [](float x, float y) { return x - y; });
+  }
+  friend Float4 operator*(Float4 a, Float4 b) {
+    return each(a, b, [](float x, float y) { return x * y; });
+  }
+  friend Float4 operator/(Float4 a, Float4 b) {
+    return each(a, b, [](float x, float y) { return x / y; });
+  }
+  friend Float4 min(Float4 a, Float4 b) {
+    return each(a, b, [](float x, float y) { return x < y ? x : y; });
+  }
+  friend Float4 max(Float4 a, Float4 b) {
+    return each(a, b, [](float x, float y) { return x > y ? x : y; });
+  }
+  friend Float4 operator<(Float4 a, Float4 b) {
+    return each(a, b, [](float x, float y) { return mask(x < y); });
+  }
   friend Float4 operator<=(Float4 a, Float4 b) {
     return each(a, b, [](float x, float y) { return mask(x <= y); });
   }
