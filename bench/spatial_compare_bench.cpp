@@ -156,7 +156,7 @@ void compareQueries(benchmark::State& state, const Side& side, const Workload& w
   Tally tally;
   for (auto _ : state) tally = query.run(built);
   if (!agrees(workload.question, state.range(0), tally)) state.SkipWithError("the libraries disagree");
-  state.counters["found"] = static_cast<double>(tally.count);
+  state.SetLabel("found " + std::to_string(tally.count));
   state.SetItemsProcessed(state.iterations() * query.items);
 }
 
