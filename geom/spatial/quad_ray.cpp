@@ -193,7 +193,7 @@ class PacketWalk {
     stack_[size++] = {Float4(-kInfinity), tree_.getRoot()};
     while (size > 0) {
       const Entry entry = stack_[--size];
-      if (packet.nearest_ && signBits(entry.enter < Float4::load(packet.t_)) == 0) continue;
+      if (packet.nearest_ && signBits(entry.enter < reach(packet)) == 0) continue;
       if (WalkTree::isVoxel(entry.node)) {
         if (testVoxel(packet, WalkTree::voxelOf(entry.node))) return;
       } else {
@@ -207,6 +207,12 @@ class PacketWalk {
     Float4 enter;
     int node;
   };
+
+  // How far boxes matter. Beyond the nearest hit by what the rounding of its parameter may have added, so
+  // that the answer is the smallest of all hits and does not depend on the order of the walk.
+  static Float4 reach(const QuadRay& packet) {
+    return Float4::load(packet.t_) * Float4(packet.nearest_ ? 1.0001f : 1.0f);
+  }
 
   std::size_t pushChildren(const QuadRay& packet, const WalkTree::Node& node, std::size_t size) {
     const auto halves = [&](int k, Span& lower, Span& upper) {
@@ -222,7 +228,7 @@ class PacketWalk {
     halves(1, y[0], y[1]);
     halves(2, z[0], z[1]);
     const Span xy[4] = {overlap(x[0], y[0]), overlap(x[1], y[0]), overlap(x[0], y[1]), overlap(x[1], y[1])};
-    const Float4 nearestHit = Float4::load(packet.t_);
+    const Float4 nearestHit = reach(packet);
     const int live = packet.nearest_ ? 15 : ~packet.hits_ & 15;
     for (int i = 7; i >= 0; --i) {
       const int c = order_[i];

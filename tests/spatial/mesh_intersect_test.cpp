@@ -1,9 +1,9 @@
+#include "geom/spatial/mesh_intersect.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <gtest/gtest.h>
 #include <map>
-
-#include "geom/spatial/mesh_intersect.h"
 
 #include "tests/support/mesh_checks.h"
 #include "tests/support/spatial.h"
@@ -27,7 +27,9 @@ Triangle triangleOf(const CompactMesh& mesh, int t, const AffineMatrix& m = {}) 
 bool cross(const Triangle& p, const Triangle& q, Point& s0, Point& s1) {
   return intersect(p.p[0], p.p[1], p.p[2], q.p[0], q.p[1], q.p[2], s0, s1);
 }
-Point at(const CompactMesh& mesh, const MeshCoord& c) { return c.evaluate(mesh.getVertices(), mesh.getTriangles()); }
+Point at(const CompactMesh& mesh, const MeshCoord& c) {
+  return c.evaluate(mesh.getVertices(), mesh.getTriangles());
+}
 
 MeshCoord coordOf(const CompactMesh& mesh, int tri, const Point& p) {
   MeshCoord c;
@@ -46,13 +48,14 @@ TEST(TriangleTriangle, CrossAlongTheCommonSegmentOnly) {
   EXPECT_TRUE(cross(base, {{{0, 0, 0}, {0, -0.5, 0}, {0, 0, 1}}}, s0, s1));
   EXPECT_LT(distance(s0, s1) - 0.5, 1e-12);
   const Point kept = s0;
-  for (const Triangle& q : {Triangle{{{-1, -1, 0}, {1, -1, 0}, {0, 0.5, 0}}},    // in the plane, facing the same way
-                            Triangle{{{1, -1, 0}, {-1, -1, 0}, {0, 0.5, 0}}},    // and the other
-                            Triangle{{{-1, -1, 1}, {1, -1, 1}, {0, 0.5, 1}}},    // parallel
-                            Triangle{{{0, 0, 0}, {0, -0.5, 1}, {0, 0.5, 1}}},    // touches in a point
-                            Triangle{{{2, 0, 1}, {2, 0, -1}, {3, 0, 0}}},        // crosses the plane beside it
-                            Triangle{{{0, 0, 1e-14}, {0, -0.5, 1}, {0, 0.5, 1}}},  // above, by next to nothing
-                            Triangle{{{0, 0, -1}, {0, 0, 1}, {0, 0, NAN}}}, Triangle{{{0, 0, 0}, {0, 0, 0}, {0, 0, 0}}}})
+  for (const Triangle& q :
+       {Triangle{{{-1, -1, 0}, {1, -1, 0}, {0, 0.5, 0}}},      // in the plane, facing the same way
+        Triangle{{{1, -1, 0}, {-1, -1, 0}, {0, 0.5, 0}}},      // and the other
+        Triangle{{{-1, -1, 1}, {1, -1, 1}, {0, 0.5, 1}}},      // parallel
+        Triangle{{{0, 0, 0}, {0, -0.5, 1}, {0, 0.5, 1}}},      // touches in a point
+        Triangle{{{2, 0, 1}, {2, 0, -1}, {3, 0, 0}}},          // crosses the plane beside it
+        Triangle{{{0, 0, 1e-14}, {0, -0.5, 1}, {0, 0.5, 1}}},  // above, by next to nothing
+        Triangle{{{0, 0, -1}, {0, 0, 1}, {0, 0, NAN}}}, Triangle{{{0, 0, 0}, {0, 0, 0}, {0, 0, 0}}}})
     EXPECT_FALSE(cross(base, q, s0, s1));
   EXPECT_TRUE(s0 == kept) << "written on true only";
 }
@@ -91,7 +94,8 @@ TEST(MeshIntersect, SelfIntersectionsAreThoseOfAllPairs) {
       if (first.empty()) first = pairs;
       EXPECT_EQ(pairs, first);
       const std::string head = "qvGeom::meshSelfIntersect: " + std::to_string(m.mesh.getNumTriangles()) +
-                               " triangles\n    " + std::to_string(pairs.size()) + " tri/tri intersections\n    ";
+                               " triangles\n    " + std::to_string(pairs.size()) +
+                               " tri/tri intersections\n    ";
       EXPECT_EQ(log.messages.at(0).find(head), 0u);
     });
   });
@@ -100,7 +104,8 @@ TEST(MeshIntersect, SelfIntersectionsAreThoseOfAllPairs) {
 
 TEST(MeshIntersect, CrossingsWithAnotherMeshAreThoseOfAllPairs) {
   const Indexed a(shapes::torus(24, 16)), b(shapes::torus(20, 12), 4);
-  AffineMatrix turned = AffineMatrix(AffineMatrix::scale(1, 1.2, 0.9)) * AffineMatrix::rotate(Vector(1, 2, 3), Vector(-1, 0.3, 0.2));
+  AffineMatrix turned = AffineMatrix(AffineMatrix::scale(1, 1.2, 0.9)) *
+                        AffineMatrix::rotate(Vector(1, 2, 3), Vector(-1, 0.3, 0.2));
   for (int c = 0; c < 3; ++c) turned.m[3][c] = 0.3 * c - 0.2;
   const AffineMatrix flipped = AffineMatrix::scale(-1, 1, 1), shifted = AffineMatrix::translation({2, 0, 0});
   for (const AffineMatrix& m : {turned, AffineMatrix(), flipped, shifted}) {
@@ -131,7 +136,8 @@ TEST(MeshIntersect, CrossingsWithAnotherMeshAreThoseOfAllPairs) {
       if (first.empty()) first = pairs2;
       EXPECT_EQ(pairs2, first);
       EXPECT_EQ(log.messages.at(0).find("meshIntersect: triangles1(768) triangles2(480)\n    " +
-                                        std::to_string(found.size()) + " intersections, "), 0u);
+                                        std::to_string(found.size()) + " intersections, "),
+                0u);
     });
   }
 }
@@ -142,7 +148,8 @@ TEST(MeshIntersect, LeavesOrEmptiesItsResultsWhereThereIsNothingToFind) {
   DebugLog log;
   qvUtil::Progress progress;
   Pairs pairs1(1), pairs2(2);
-  intersect.intersect(b.mesh, b.octree, b.tris, AffineMatrix::translation({9, 0, 0}), progress, pairs1, pairs2);
+  intersect.intersect(b.mesh, b.octree, b.tris, AffineMatrix::translation({9, 0, 0}), progress, pairs1,
+                      pairs2);
   EXPECT_EQ(log.messages, (std::vector<std::string>{"qvGeom::meshIntersect: bboxes don't overlap\n"}));
   EXPECT_TRUE(pairs1.size() == 1 && pairs2.size() == 2);
   intersect.intersect(b.mesh, b.octree, b.tris, AffineMatrix::scale(1, 1, 0), progress, pairs1, pairs2);
@@ -158,12 +165,14 @@ TEST(MeshIntersect, LeavesOrEmptiesItsResultsWhereThereIsNothingToFind) {
   };
   qvUtil::ThreadPool::get().setNumThreads(1);
   Pairs whole, whole2;
-  intersect.intersect(b.mesh, b.octree, b.tris, AffineMatrix::translation({1, 0, 0.1}), progress, whole, whole2);
+  intersect.intersect(b.mesh, b.octree, b.tris, AffineMatrix::translation({1, 0, 0.1}), progress, whole,
+                      whole2);
   std::size_t last = 0;
   for (const int chunks : {0, 1, 20, 63, 64, 65}) {
     Impatient impatient;
     impatient.left = chunks;
-    intersect.intersect(b.mesh, b.octree, b.tris, AffineMatrix::translation({1, 0, 0.1}), impatient, pairs1, pairs2);
+    intersect.intersect(b.mesh, b.octree, b.tris, AffineMatrix::translation({1, 0, 0.1}), impatient, pairs1,
+                        pairs2);
     ASSERT_TRUE(pairs1.size() >= last && std::equal(pairs1.begin(), pairs1.end(), whole.begin()));
     EXPECT_TRUE(chunks == 0 ? pairs1.empty() : chunks < 64 || pairs1.size() == whole.size());
     last = pairs1.size();

@@ -33,11 +33,12 @@ TEST(BoxTests, TouchingMeetsAndAnyGapSeparates) {
     float p[9];
     bool meets;
   };
-  for (const Case& c : {Case{{4, 0, 0, 0, 4, 0, 0, 0, 4}, false}, Case{{1.5f, 0, 0, 0, 1.5f, 0, 0, 0, 1.5f}, true},
-                        Case{{3, 0, 0, 0, 3, 0, 0, 0, 3}, true}, Case{{-9, -9, 1, 9, -9, 1, 0, 9, 1}, true},
-                        Case{{-9, -9, above, 9, -9, above, 0, 9, above}, false},
-                        Case{{1, 1, 1, 2, 2, 2, 3, 3, 3}, true}, Case{{2, -1, 0, 3, 2, 0, 3, 2, 1}, false},
-                        Case{{1.5f, 0, 0, 3, 1.5f, 0, 3, 3, 1}, false}, Case{{0.5f, 0.5f, 0.5f}, true}}) {
+  for (const Case& c :
+       {Case{{4, 0, 0, 0, 4, 0, 0, 0, 4}, false}, Case{{1.5f, 0, 0, 0, 1.5f, 0, 0, 0, 1.5f}, true},
+        Case{{3, 0, 0, 0, 3, 0, 0, 0, 3}, true}, Case{{-9, -9, 1, 9, -9, 1, 0, 9, 1}, true},
+        Case{{-9, -9, above, 9, -9, above, 0, 9, above}, false}, Case{{1, 1, 1, 2, 2, 2, 3, 3, 3}, true},
+        Case{{2, -1, 0, 3, 2, 0, 3, 2, 1}, false}, Case{{1.5f, 0, 0, 3, 1.5f, 0, 3, 3, 1}, false},
+        Case{{0.5f, 0.5f, 0.5f}, true}}) {
     for (int turn = 0; turn < 3; ++turn) {
       float const* p[3] = {c.p + turn * 3, c.p + (turn + 1) % 3 * 3, c.p + (turn + 2) % 3 * 3};
       EXPECT_EQ(intersects(unit, p[0], p[1], p[2]), c.meets) << testing::PrintToString(c.p);
@@ -53,7 +54,8 @@ TEST(BoxTests, TouchingMeetsAndAnyGapSeparates) {
   EXPECT_TRUE(intersects(unit, Sphere{{2, 0.5, 0.5}, 1}));
   EXPECT_FALSE(intersects(unit, Sphere{{2, 2, 0.5}, 1}));
   const Frustum frustum;  // [-1, 1]^3
-  EXPECT_TRUE(intersects(boxOf({-9, -9, -9}, {9, 9, 9}), frustum) && intersects(boxOf({1, 1, 1}, {2, 2, 2}), frustum));
+  EXPECT_TRUE(intersects(boxOf({-9, -9, -9}, {9, 9, 9}), frustum) &&
+              intersects(boxOf({1, 1, 1}, {2, 2, 2}), frustum));
   EXPECT_FALSE(intersects(boxOf({-1, -1, 1.1}, {1, 1, 2}), frustum));
   EXPECT_TRUE(contains(frustum, Point(1, -1, 1)) && !contains(frustum, Point(1, -1, 1.01)));
   EXPECT_TRUE(contains(unit, PointFlt(0, 1, 0)) && !contains(unit, PointFlt(0, above, 0)));
@@ -115,21 +117,24 @@ TEST(OctreeIterators, YieldExactlyTheLeavesThatPass) {
     for (int i = 0; i < 30; ++i) {
       const Point p = hardPoint(m, 1.2, random), q = hardPoint(m, 1.2, random);
       const BoundingBox box = boxOf(p, q);
-      expectLeaves<OctreeBBoxIntersectIt>(m, box, [&](auto& l) { return l.intersects(box); }, Vector::x);
+      expectLeaves<OctreeBBoxIntersectIt>(
+          m, box, [&](auto& l) { return l.intersects(box); }, Vector::x);
       const Sphere sphere{p, distance(p, q) / 2};
-      expectLeaves<OctreeSphereIntersectIt>(m, sphere, [&](auto& l) { return intersects(l, sphere); }, Vector::x);
+      expectLeaves<OctreeSphereIntersectIt>(
+          m, sphere, [&](auto& l) { return intersects(l, sphere); }, Vector::x);
       const PointFlt origin(p);
       const Vector dirs[] = {q - p, {0, 0, -1}, {1, 0, 0}};
       const Ray ray(origin, dirs[i % 3]);
-      expectLeaves<OctreeRayIntersectIt>(m, ray, [&](auto& l) { return ray.intersects(l, 0, 3e38f); },
-                                         i % 3 ? dirs[i % 3] : Vector());
+      expectLeaves<OctreeRayIntersectIt>(
+          m, ray, [&](auto& l) { return ray.intersects(l, 0, 3e38f); }, i % 3 ? dirs[i % 3] : Vector());
       Point corners[8];
       for (int c = 0; c < 8; ++c) {
         const bool far = c >= 4, right = c % 4 == 1 || c % 4 == 2, up = c % 4 >= 2;
         corners[c] = p + Vector(right ? 1 : -1, up ? 1 : -1, 3) * ((far ? 0.5 : 0.1) * (1 + distance(p, q)));
       }
       const Frustum f(corners);
-      expectLeaves<OctreeIntersectIt>(m, f, [&](auto& l) { return intersects(l, f); }, Vector());
+      expectLeaves<OctreeIntersectIt>(
+          m, f, [&](auto& l) { return intersects(l, f); }, Vector());
     }
     std::vector<int> all;
     for (const OctreeIterator& leaf : m.leaves()) all.push_back(leaf.voxel());
@@ -156,7 +161,8 @@ std::vector<std::vector<int>> partitionOf(const Indexed& m, int chunks, int& coh
       }
       for (OctreeBBoxIntersectIt it(m.octree, box); it.valid(); it.next()) {
         remembered = it.get();
-        if (intersects(remembered, p[0], p[1], p[2])) sets[static_cast<std::size_t>(remembered.voxel())].push_back(t);
+        if (intersects(remembered, p[0], p[1], p[2]))
+          sets[static_cast<std::size_t>(remembered.voxel())].push_back(t);
       }
     }
   }
@@ -180,14 +186,16 @@ TEST(OctreePartition, FilesAsStatedForEveryNumberOfThreads) {
       for (int v = 0; v < voxels; ++v) {
         const auto& set = expected[static_cast<std::size_t>(v)];
         pairs += set.size();
-        ASSERT_EQ(std::vector<int>(tris.firstTri(v), tris.firstTri(v) + tris.numTris(v)), set) << "voxel " << v;
+        ASSERT_EQ(std::vector<int>(tris.firstTri(v), tris.firstTri(v) + tris.numTris(v)), set)
+            << "voxel " << v;
       }
       char counts[120];
       std::snprintf(counts, sizeof counts, "(%.2f coherence, %.2f voxels/tri, ", n ? double(coherent) / n : 0,
                     n ? static_cast<double>(pairs) / n : 0);
       ASSERT_EQ(log.messages.size(), 1u);
       EXPECT_EQ(log.messages[0].find("OctreeTris:  Partitioned " + std::to_string(n) + " triangles into " +
-                                     std::to_string(voxels) + " voxels in "), 0u);
+                                     std::to_string(voxels) + " voxels in "),
+                0u);
       EXPECT_NE(log.messages[0].find(std::string(" seconds.\n             ") + counts), std::string::npos)
           << log.messages[0];
     });
@@ -218,7 +226,8 @@ TEST(OctreePartition, LinesAndAnEmptyOctree) {
   kept.swap(lines);
   const int before = kept.getNumVoxels();
   meshOctreeLines(m.mesh, Octree(), kept);
-  EXPECT_TRUE(kept.getNumVoxels() == before && log.messages.size() == 1) << "nothing happens, and nothing is said";
+  EXPECT_TRUE(kept.getNumVoxels() == before && log.messages.size() == 1)
+      << "nothing happens, and nothing is said";
 }
 
 TEST(QuadtreeIterator, YieldsTheLeavesUnderTheBox) {
@@ -248,7 +257,8 @@ TEST(QuadtreeIterator, YieldsTheLeavesUnderTheBox) {
 TEST(SceneBoundingBox, KnowsUntilAnExtremeGoes) {
   SceneBoundingBox scene;
   const BoundingBox a = boxOf({0, 0, 0}, {1, 1, 1}), b = boxOf({0, 0.2, 0.2}, {2, 0.8, 0.8});
-  const BoundingBox inner = boxOf({0.4, 0.4, 0.4}, {0.6, 0.6, 0.6}), low = boxOf({-1, 0.3, 0.3}, {0, 0.5, 0.5});
+  const BoundingBox inner = boxOf({0.4, 0.4, 0.4}, {0.6, 0.6, 0.6}),
+                    low = boxOf({-1, 0.3, 0.3}, {0, 0.5, 0.5});
   scene.addItemBox(a);
   scene.addItemBox(inner);
   scene.removeItemBox(inner);

@@ -1,9 +1,10 @@
+#include "geom/spatial/sampling.h"
+
 #include <cmath>
 #include <gtest/gtest.h>
 #include <set>
 
 #include "geom/model/keel/random.h"
-#include "geom/spatial/sampling.h"
 
 namespace qvGeom {
 namespace {
@@ -13,11 +14,13 @@ using qvLinear::VectorFlt;
 
 TEST(Sampling, SequencesAreTheStatedOnes) {
   HammersleyPermutation2 permutation;
-  EXPECT_EQ(permutation[3] + permutation.map2d(1, 2) + permutation.mapPeriodic(5, 2), 0) << "not calculated yet";
+  EXPECT_EQ(permutation[3] + permutation.map2d(1, 2) + permutation.mapPeriodic(5, 2), 0)
+      << "not calculated yet";
   permutation.calculate(3);
   const int reversed[] = {0, 4, 2, 6, 1, 5, 3, 7};
   for (int i = 0; i < 16; ++i) EXPECT_EQ(permutation[i], reversed[i % 8]);
-  EXPECT_TRUE(permutation[-1] == 7 && permutation.map2d(11, 9) == 3 * 8 + 4 && permutation.mapPeriodic(13, 0) == 0);
+  EXPECT_TRUE(permutation[-1] == 7 && permutation.map2d(11, 9) == 3 * 8 + 4 &&
+              permutation.mapPeriodic(13, 0) == 0);
   EXPECT_EQ(permutation.mapPeriodic(13, 5), 3 * 8 + 2);
   EXPECT_EQ(permutation.mapPeriodic(-2147483647 - 1, -1), permutation.map2d(0, 0));
   permutation.calculate(15);
@@ -73,7 +76,8 @@ TEST(Sampling, DirectionsAreUnitAndEven) {
     mapSphericalToUniformCartesian(u, v, w);
     ASSERT_LT(length(w - VectorFlt(d)), std::hypot(d[0], d[1]) < 0.01 ? 2e-3f : 3e-5f);
   }
-  EXPECT_LT(length((2.0 / 20000) * sum - (1 / length(normal)) * normal), 0.03) << "the mean of a hemisphere is 1/2";
+  EXPECT_LT(length((2.0 / 20000) * sum - (1 / length(normal)) * normal), 0.03)
+      << "the mean of a hemisphere is 1/2";
 }
 
 }  // namespace

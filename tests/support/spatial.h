@@ -54,7 +54,8 @@ inline CompactMesh mapped(CompactMesh mesh, const std::function<MeshVertex(MeshV
   return mesh;
 }
 
-/// Closed box [-1, 1]^3 whose sides are n x n squares, so that edges and faces lie in the planes of an octree.
+/// Closed box [-1, 1]^3 whose sides are n x n squares, so that edges and faces lie in the planes of an
+/// octree.
 inline CompactMesh cube(int n) {
   Points points;
   Tris tris;
@@ -77,7 +78,8 @@ inline CompactMesh cube(int n) {
 
 }  // namespace shapes
 
-/// Runs a check on every hard mesh, and on the files of the folder that QVGEOM_TEST_MESHES names, up to a size.
+/// Runs a check on every hard mesh, and on the files of the folder that QVGEOM_TEST_MESHES names, up to a
+/// size.
 inline void forHardMeshes(int largest, const std::function<void(const Indexed&)>& check) {
   std::mt19937 random(7);
   const auto run = [&](const std::string& name, CompactMesh mesh, int perLeaf) {
@@ -115,7 +117,8 @@ qvLinear::Point hardPoint(const Indexed& m, double spread, Random& random) {
   for (int k = 0; k < 3; ++k) {
     const double c = static_cast<double>(m.box.center()[k]), h = static_cast<double>(m.box.halfDiagonal()[k]);
     p[k] = static_cast<double>(static_cast<float>(c + spread * h * unit(random)));
-    if (random() % 4 == 0) p[k] = static_cast<double>(static_cast<float>(c + h * (int(random() % 9) - 4) / 4));
+    if (random() % 4 == 0)
+      p[k] = static_cast<double>(static_cast<float>(c + h * (int(random() % 9) - 4) / 4));
   }
   const int n = m.mesh.getNumVertices();
   return random() % 8 == 0 && n > 0 ? m.mesh.getVertices()[random() % static_cast<unsigned>(n)].asPoint() : p;

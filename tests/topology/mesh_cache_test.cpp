@@ -26,7 +26,8 @@ TEST(MeshCache, BuildsOnceFromWhatIsStored) {
   EXPECT_EQ(log.messages.size(), 3u);
 
   const auto octree = cache.getOctree(mesh, 4);
-  EXPECT_TRUE(cache.getOctree(mesh, -1) == octree && cache.getOctreeTris(mesh)->getNumVoxels() == octree->getNumVoxels());
+  EXPECT_TRUE(cache.getOctree(mesh, -1) == octree &&
+              cache.getOctreeTris(mesh)->getNumVoxels() == octree->getNumVoxels());
   EXPECT_EQ(cache.getOctreeLines(mesh)->getNumVoxels(), octree->getNumVoxels());
   EXPECT_EQ(cache.getOctreeTris(mesh), cache.getOctreeTris(mesh));
   cache.clear();
