@@ -25,17 +25,20 @@ class ClosestHeap {
   bool empty() const { return entries_.empty(); }
   const Entry& top() const { return entries_.front(); }
 
-  void push(double distance2, int node) {
-    // The newest of equals is last, so it rises above strictly greater ones alone.
+  void push(double distance2, int node) { pushAs(distance2, node, next()); }
+  /// The number of one more push; for nodes that are to count as pushed in another order than they are.
+  std::uint32_t next() { return pushed_++; }
+  void pushAs(double distance2, int node, std::uint32_t order) {
+    const Entry entry{distance2, node, order};
     std::size_t place = entries_.size();
     entries_.emplace_back();
     while (place > 0) {
       const std::size_t parent = (place - 1) / 2;
-      if (!(distance2 < entries_[parent].distance2)) break;
+      if (!isBefore(entry, entries_[parent])) break;
       entries_[place] = entries_[parent];
       place = parent;
     }
-    entries_[place] = {distance2, node, pushed_++};
+    entries_[place] = entry;
   }
 
   void pop() {

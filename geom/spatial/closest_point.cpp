@@ -13,8 +13,8 @@
 #include "geom/model/keel/reference.h"
 #include "geom/model/keel/stop_watch.h"
 #include "geom/model/keel/tolerances.h"
-#include "geom/model/keel/visit_stamps.h"
 #include "geom/spatial/closest_heap.h"
+#include "geom/spatial/voxel_boxes.h"
 #include "geom/spatial/walk_tree.h"
 #include "geom/topology/measures.h"
 
@@ -74,44 +74,126 @@ void OctreeClosestIt::next() {
   impl_->descendToLeaf();
 }
 
+namespace {
+
+// Lower bounds of the distance to four triangles at a time, in single precision with a margin for its
+// rounding.
+class DistanceFilter {
+ public:
+  void aim(const Point& p) {
+    const PointFlt rounded(p);
+    for (int k = 0; k < 3; ++k) p_[k] = Float4(rounded[k]);
+    // Bounds the rounding of the point; differences of floats add no more than their own last bit.
+    margin_ = 2.5e-7f * std::max({std::fabs(rounded[0]), std::fabs(rounded[1]), std::fabs(rounded[2])});
+  }
+
+  // Bit k: triangle k may be nearer than `best`. NaN rules nothing out.
+  unsigned mayBeNearer(float best, float const* vertices, int const* triangles, const int (&four)[4]) const {
+    Float4 a[3], b[3], c[3];
+    gatherCorner(vertices, triangles, four, 0, a);
+    gatherCorner(vertices, triangles, four, 1, b);
+    gatherCorner(vertices, triangles, four, 2, c);
+    Float4 ab[3], ac[3], ap[3], bc[3], bp[3], n[3], m[3];
+    Float4 size;
+    for (int k = 0; k < 3; ++k) {
+      ab[k] = b[k] - a[k];
+      ac[k] = c[k] - a[k];
+      bc[k] = c[k] - b[k];
+      ap[k] = p_[k] - a[k];
+      bp[k] = p_[k] - b[k];
+      size = size + (abs(ab[k]) + abs(ac[k]) + abs(ap[k]));
+    }
+    cross(ab, ac, n);
+    const Float4 nn = dot(n, n);
+    const Float4 abab = dot(ab, ab), acac = dot(ac, ac);
+    // Sides that the point is outside of; within the prism over the triangle its plane is nearest.
+    cross(n, ab, m);
+    const Float4 outsideAb = dot(m, ap);
+    cross(ac, n, m);
+    const Float4 outsideAc = dot(m, ap);
+    cross(n, bc, m);
+    const Float4 outsideBc = dot(m, bp);
+    const Float4 within = (outsideAb >= Float4()) & (outsideAc >= Float4()) & (outsideBc >= Float4());
+    const Float4 height = dot(n, ap);
+    const Float4 toPlane2 = height * height / nn;
+    const Float4 toSides2 =
+        min(min(toSide2(ap, ab, abab), toSide2(ap, ac, acac)), toSide2(bp, bc, dot(bc, bc)));
+    const Float4 bound = Float4(best + margin_) + Float4(1e-5f) * size;
+    const Float4 isFar = select(within, toPlane2, toSides2) > bound * bound * Float4(1.001f);
+    // The normal of a sliver is nothing but rounding.
+    const Float4 isReliable = nn > Float4(1e-4f) * abab * acac;
+    return ~static_cast<unsigned>(signBits(isFar & isReliable)) & 15u;
+  }
+
+  float margin() const { return margin_; }
+
+ private:
+  static void gatherCorner(float const* vertices, int const* triangles, const int (&four)[4], int corner,
+                           Float4 (&xyz)[3]) {
+    const auto at = [&](int tri) {
+      return vertices + std::ptrdiff_t{3} * triangles[std::ptrdiff_t{3} * tri + corner];
+    };
+    gatherPoints(at(four[0]), at(four[1]), at(four[2]), at(four[3]), xyz);
+  }
+  static Float4 toSide2(const Float4 (&ap)[3], const Float4 (&ab)[3], Float4 abab) {
+    const Float4 t = max(min(dot(ap, ab) / abab, Float4(1)), Float4());
+    Float4 sum;
+    for (int k = 0; k < 3; ++k) {
+      const Float4 d = ap[k] - t * ab[k];
+      sum = sum + d * d;
+    }
+    return sum;
+  }
+
+  Float4 p_[3];
+  float margin_ = 0;
+};
+
+}  // namespace
+
 // Walks the voxels that hold triangles in the order of OctreeClosestIt, and leaves out what lies beyond the
-// best so far. Within a voxel most triangles are ruled out four at a time by their boxes, in single precision
-// with a margin for its rounding; those that are left are measured in double.
+// best so far. Within a voxel most triangles are ruled out by their boxes, then by a lower bound of their
+// distance, both four at a time; those that are left are measured in double.
 class MeshClosestPoint::Context : public qv::ImplBase {
  public:
   Context(CompactMesh const& mesh, Octree const& octree, OctreeTris const& octreeTris)
       : mesh_(mesh),
-        octreeTris_(octreeTris),
         tree_(octree, octreeTris, mesh.getNumTriangles()),
-        visited_(static_cast<std::size_t>(mesh.getNumTriangles())) {}
+        boxes_(octree, octreeTris, &mesh, VoxelBoxes::Extent::wholeTriangle) {}
 
   double compute(const Point& p, MeshCoord* coord) {
-    best2_ = kFarthest;
+    setBest(kFarthest);
     if (tree_.getRoot() == WalkTree::kNone || !isFinite(p)) return std::sqrt(best2_);
     vertices_ = mesh_.getVerticesRaw();
     triangles_ = mesh_.getTrianglesRaw();
     p_ = p;
-    rounded_ = PointFlt(p);
+    filter_.aim(p);
     coord_ = coord;
-    // Bounds the rounding of the point; differences of floats add no more than their own last bit.
-    margin_ = 2.5e-7f * std::max({std::fabs(rounded_[0]), std::fabs(rounded_[1]), std::fabs(rounded_[2])});
-
     heap_.clear();
     heap_.push(0, tree_.getRoot());
     while (!heap_.empty() && heap_.top().distance2 < best2_) {
-      const int node = heap_.top().node;
+      int node = heap_.top().node;
       heap_.pop();
-      if (WalkTree::isVoxel(node)) {
-        measureVoxel(WalkTree::voxelOf(node));
-      } else {
-        pushChildren(tree_[node]);
-      }
+      while (node != WalkTree::kNone && !WalkTree::isVoxel(node)) node = expand(tree_[node]);
+      if (!heap_.empty() && WalkTree::isVoxel(heap_.top().node))
+        boxes_.prefetchGroups(WalkTree::voxelOf(heap_.top().node));
+      if (node != WalkTree::kNone) measureVoxel(WalkTree::voxelOf(node));
     }
-    visited_.next();
     return std::sqrt(best2_);
   }
 
  private:
+  // Triangles on their way from the boxes to the distances, in list order.
+  struct Waiting {
+    int tri[4];
+    int count = 0;
+  };
+
+  void setBest(double d2) {
+    best2_ = d2;
+    bestRoundedUp_ = static_cast<float>(std::sqrt(d2) * 1.000001);
+  }
+
   // Squares of the distances from the point to the two halves of an axis; summed over the axes they are those
   // of the children's boxes. Taken from the point as it is: rounded to single precision it may lie farther
   // from a box than it is from a triangle in it.
@@ -127,75 +209,114 @@ class MeshClosestPoint::Context : public qv::ImplBase {
     return {{square(node.lower[k], node.middle[k]), square(node.middle[k], node.upper[k])}};
   }
 
-  void pushChildren(const WalkTree::Node& node) {
+  // Puts the children on the heap, but for the one that would be taken off next: that is returned, if there
+  // is one.
+  int expand(const WalkTree::Node& node) {
     const Halves x = halves(node, 0);
     const Halves y = halves(node, 1);
     const Halves z = halves(node, 2);
+    int nearest = WalkTree::kNone;
+    double nearest2 = best2_;
+    std::uint32_t nearestOrder = 0;
     for (int c = 0; c < 8; ++c) {
-      if (node.children[c] == WalkTree::kNone) continue;
-      const double d2 = x.distance2[c & 1] + y.distance2[c >> 1 & 1] + z.distance2[c >> 2];
-      if (d2 < best2_) heap_.push(d2, node.children[c]);
+      int child = node.children[c];
+      if (child == WalkTree::kNone) continue;
+      double d2 = x.distance2[c & 1] + y.distance2[c >> 1 & 1] + z.distance2[c >> 2];
+      if (!(d2 < best2_)) continue;
+      if (WalkTree::isVoxel(child)) boxes_.prefetch(WalkTree::voxelOf(child));
+      std::uint32_t order = heap_.next();
+      if (d2 < nearest2) {
+        std::swap(d2, nearest2);
+        std::swap(child, nearest);
+        std::swap(order, nearestOrder);
+      }
+      if (child != WalkTree::kNone) heap_.pushAs(d2, child, order);
     }
+    // Of equals the one on the heap is older.
+    if (nearest == WalkTree::kNone || heap_.empty() || nearest2 < heap_.top().distance2) return nearest;
+    heap_.pushAs(nearest2, nearest, nearestOrder);
+    return WalkTree::kNone;
   }
 
   void measureVoxel(int voxel) {
-    int const* list = octreeTris_.firstTri(voxel);
-    const int count = octreeTris_.numTris(voxel);
-    for (int i = 0; i < count; i += 4) {
-      const int last = std::min(i + 3, count - 1);
-      const int four[4] = {list[i], list[std::min(i + 1, last)], list[std::min(i + 2, last)], list[last]};
-      unsigned near = nearOnes(four) & ((2u << (last - i)) - 1);
-      for (int k = 0; near != 0; ++k, near >>= 1)
-        if (near & 1) measure(four[k]);
+    const VoxelBoxes::Voxel& frame = boxes_.get(voxel);
+    VoxelBoxes::Group const* group = boxes_.groups(voxel);
+    int const* list = boxes_.triangles(frame);
+    const int count = frame.count;
+    qvUtil::prefetch(list);
+    aimAt(frame);
+    Waiting waiting;
+    for (int i = 0; i < count; i += 4, ++group) {
+      unsigned near = nearOnes(*group) & ((2u << std::min(3, count - 1 - i)) - 1);
+      for (int k = i; near != 0; ++k, near >>= 1) {
+        if (!(near & 1)) continue;
+        waiting.tri[waiting.count++] = list[k];
+        if (waiting.count == 4) measure(waiting);
+      }
+    }
+    measure(waiting);
+  }
+
+  void aimAt(const VoxelBoxes::Voxel& frame) {
+    for (int k = 0; k < 3; ++k) {
+      step_[k] = Float4(frame.step[k]);
+      offset_[k] = Float4(static_cast<float>(p_[k] - static_cast<double>(frame.origin[k])));
     }
   }
 
-  // Bit k: triangle k may be nearer than the best. NaN rules nothing out.
-  unsigned nearOnes(const int (&four)[4]) const {
-    if (!(best2_ < 1e37)) return 15;  // squares of floats may not reach that far
-    Float4 corners[3][3];
-    for (int c = 0; c < 3; ++c) {
-      float const* at[4];
-      for (int k = 0; k < 4; ++k)
-        at[k] = vertices_ + std::ptrdiff_t{3} * triangles_[std::ptrdiff_t{3} * four[k] + c];
-      gatherPoints(at[0], at[1], at[2], at[3], corners[c]);
-    }
+  // Bit k: the box of triangle k is nearer than the best. NaN rules nothing out.
+  unsigned nearOnes(const VoxelBoxes::Group& group) const {
     Float4 sum;
-    const Float4 margin(margin_);
+    const Float4 margin(filter_.margin());
     for (int k = 0; k < 3; ++k) {
-      const Float4 x(rounded_[k]);
-      const Float4 lower = min(min(corners[0][k], corners[1][k]), corners[2][k]);
-      const Float4 upper = max(max(corners[0][k], corners[1][k]), corners[2][k]);
-      const Float4 gap = max(max(lower - x, x - upper) - margin, Float4());
+      const Float4 below = Float4::fromBytes(group.lower[k]) * step_[k] - offset_[k];
+      const Float4 above = offset_[k] - Float4::fromBytes(group.upper[k]) * step_[k];
+      const Float4 gap = max(Float4(), max(below, above) - margin);
       sum = sum + gap * gap;
     }
-    return ~static_cast<unsigned>(signBits(sum > Float4(static_cast<float>(best2_ * 1.000002)))) & 15u;
+    const Float4 bound(bestRoundedUp_ * bestRoundedUp_ * 1.00001f);
+    return ~static_cast<unsigned>(signBits(sum > bound)) & 15u;
+  }
+
+  void measure(Waiting& waiting) {
+    if (waiting.count == 0) return;
+    for (int k = waiting.count; k < 4; ++k) waiting.tri[k] = waiting.tri[0];
+    const unsigned all = (1u << waiting.count) - 1;
+    // Two squares of a bound this large, and their error, still are floats.
+    unsigned near = bestRoundedUp_ < 1e18f
+                        ? filter_.mayBeNearer(bestRoundedUp_, vertices_, triangles_, waiting.tri) & all
+                        : all;
+    for (int k = 0; near != 0; ++k, near >>= 1)
+      if (near & 1) measure(waiting.tri[k]);
+    waiting.count = 0;
   }
 
   void measure(int tri) {
-    if (visited_.seen(static_cast<std::size_t>(tri))) return;
     const MeshCoord coord = meshTriClosestPt(vertices_, triangles_, tri, p_);
     if (!coord.valid()) return;
     const double d2 = distance2(coord.evaluate(vertices_, triangles_), p_);
     if (!(d2 < best2_)) return;
-    best2_ = d2;
+    setBest(d2);
     if (coord_) *coord_ = coord;
   }
 
   CompactMesh const& mesh_;
-  OctreeTris const& octreeTris_;
   WalkTree tree_;
-  qvUtil::VisitStamps visited_;
+  VoxelBoxes boxes_;
   ClosestHeap heap_;
 
   // Of the query under way.
   float const* vertices_ = nullptr;
   int const* triangles_ = nullptr;
   Point p_;
-  PointFlt rounded_;
-  float margin_ = 0;
+  DistanceFilter filter_;
   double best2_ = 0;
+  float bestRoundedUp_ = 0;
   MeshCoord* coord_ = nullptr;
+
+  // And of the voxel.
+  Float4 step_[3];
+  Float4 offset_[3];  // from the origin of the frame to the point
 };
 
 MeshClosestPoint::MeshClosestPoint(CompactMesh const& mesh, Octree const& octree,

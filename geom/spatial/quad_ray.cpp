@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cmath>
 #include <cstddef>
 #include <limits>
 
 #include "geom/model/keel/lanes.h"
 #include "geom/model/keel/tolerances.h"
+#include "geom/spatial/voxel_boxes.h"
 #include "geom/spatial/walk_tree.h"
 
 namespace qvGeom {
@@ -174,6 +176,7 @@ class PacketWalk {
   PacketWalk(Octree const& octree, OctreeTris const& octreeTris, CompactMesh const* mesh)
       : octreeTris_(octreeTris),
         tree_(octree, octreeTris, mesh ? mesh->getNumTriangles() : 0),
+        boxes_(octree, octreeTris, mesh, VoxelBoxes::Extent::partInVoxel),
         vertices_(mesh ? mesh->getVertices() : nullptr),
         triangles_(mesh ? mesh->getTriangles() : nullptr),
         stack_(std::make_unique<Entry[]>(8 * static_cast<std::size_t>(octree.getDepth()))) {}
@@ -189,6 +192,7 @@ class PacketWalk {
       for (int i = 0; i < 8; ++i) order_[i] = i;
     }
     for (int k = 0; k < 3; ++k) inverse_[k] = Float4::load(packet.inverse_[k]);
+    beam_ = Beam(packet.origin_, inverse_, tree_.getRootBox());
     std::size_t size = 0;
     stack_[size++] = {Float4(-kInfinity), tree_.getRoot()};
     while (size > 0) {
@@ -234,21 +238,103 @@ class PacketWalk {
       const int c = order_[i];
       if (node.children[c] == WalkTree::kNone) continue;
       const Span span = overlap(xy[c & 3], z[c >> 2]);
-      if ((lanesWithin(span, nearestHit) & live) != 0) stack_[size++] = {span.enter, node.children[c]};
+      if ((lanesWithin(span, nearestHit) & live) == 0) continue;
+      if (WalkTree::isVoxel(node.children[c])) {
+        boxes_.prefetch(WalkTree::voxelOf(node.children[c]));
+      } else {
+        tree_.prefetch(node.children[c]);
+      }
+      stack_[size++] = {span.enter, node.children[c]};
     }
     return size;
   }
 
   // @return whether the packet is done. Testing a triangle again, in another voxel, changes nothing.
-  bool testVoxel(QuadRay& packet, int voxel) const {
+  bool testVoxel(QuadRay& packet, int voxel) {
+    if (packet.nearest_ && beam_.isNarrow()) {
+      testNearBeam(packet, voxel);
+      return false;
+    }
     int const* list = octreeTris_.firstTri(voxel);
     for (int i = 0; i < octreeTris_.numTris(voxel) && !packet.allRaysTerminated(); ++i)
       packet.intersect(triangles_[list[i]], vertices_);
     return packet.allRaysTerminated();
   }
 
+  void testNearBeam(QuadRay& packet, int voxel) {
+    const VoxelBoxes::Voxel& frame = boxes_.get(voxel);
+    VoxelBoxes::Group const* group = boxes_.groups(voxel);
+    int const* list = boxes_.triangles(frame);
+    qvUtil::prefetch(list);
+    beam_.enterVoxel(frame);
+    for (int i = 0; i < frame.count; i += 4, ++group) {
+      unsigned met = beam_.meets(*group) & ((2u << std::min(3, frame.count - 1 - i)) - 1);
+      for (int k = i; met != 0; ++k, met >>= 1)
+        if (met & 1) packet.intersect(triangles_[list[k]], vertices_);
+    }
+  }
+
+  // The rays of a packet as one, as long as they run the same way along all axes: where the first of them
+  // enters a box, and the last one leaves it.
+  class Beam {
+   public:
+    Beam() = default;
+    Beam(float const* origin, const Float4 (&inverse)[3], const BoundingBox& box) {
+      float reach = 0;
+      for (int k = 0; k < 3; ++k) {
+        float lanes[4];
+        inverse[k].store(lanes);
+        const auto [least, largest] = std::minmax_element(lanes, lanes + 4);
+        least_[k] = Float4(*least);
+        largest_[k] = Float4(*largest);
+        downwards_[k] = *largest < 0;
+        narrow_ =
+            narrow_ && *least * *largest > 0 && std::max(std::fabs(*least), std::fabs(*largest)) < 1e30f;
+        origin_[k] = origin[k];
+        reach = std::max({reach, std::fabs(origin[k]), std::fabs(box.min[k]), std::fabs(box.max[k])});
+      }
+      margin_ = 2e-6f * reach;
+    }
+    // Where it is not, boxes tell nothing.
+    bool isNarrow() const { return narrow_; }
+
+    void enterVoxel(const VoxelBoxes::Voxel& frame) {
+      for (int k = 0; k < 3; ++k) {
+        const float from = frame.origin[k] - origin_[k];
+        const float outwards = downwards_[k] ? -margin_ : margin_;
+        step_[k] = Float4(frame.step[k]);
+        nearFrom_[k] = Float4(from - outwards);
+        farFrom_[k] = Float4(from + outwards);
+      }
+    }
+    // Bit i: box i is met by some of the rays. NaN rules nothing out.
+    unsigned meets(const VoxelBoxes::Group& group) const {
+      Float4 enter;
+      Float4 leave(kInfinity);
+      for (int k = 0; k < 3; ++k) {
+        const Float4 near =
+            Float4::fromBytes(downwards_[k] ? group.upper[k] : group.lower[k]) * step_[k] + nearFrom_[k];
+        const Float4 far =
+            Float4::fromBytes(downwards_[k] ? group.lower[k] : group.upper[k]) * step_[k] + farFrom_[k];
+        enter = max(min(near * least_[k], near * largest_[k]), enter);
+        leave = min(max(far * least_[k], far * largest_[k]), leave);
+      }
+      return ~static_cast<unsigned>(signBits(enter > leave)) & 15u;
+    }
+
+   private:
+    Float4 least_[3], largest_[3];  // of the inverse directions
+    Float4 step_[3], nearFrom_[3], farFrom_[3];
+    float origin_[3] = {};
+    float margin_ = 0;
+    bool downwards_[3] = {};
+    bool narrow_ = true;
+  };
+
   OctreeTris const& octreeTris_;
   WalkTree tree_;
+  VoxelBoxes boxes_;
+  Beam beam_;
   MeshVertex const* vertices_;
   MeshTriangle const* triangles_;
   std::unique_ptr<Entry[]> stack_;

@@ -114,7 +114,7 @@ Side meet(double const* direction, float const* orig, float const* p0, float con
   const Vector e2 = between(p0, p2);
   const Vector h = cross(dir, e2);
   const double det = dot(e1, h);
-  if (!(det > kParallel || (det < -kParallel && !frontOnly))) return Side::none;
+  if (frontOnly ? !(det >= kParallel) : !(det > kParallel || det < -kParallel)) return Side::none;
   const double sign = det > 0 ? 1 : -1;
   const double size = sign * det;
   const Vector s = between(p0, orig);

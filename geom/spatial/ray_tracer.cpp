@@ -10,6 +10,7 @@
 #include "geom/model/keel/lanes.h"
 #include "geom/model/keel/tolerances.h"
 #include "geom/spatial/ray.h"
+#include "geom/spatial/voxel_boxes.h"
 #include "geom/spatial/walk_tree.h"
 
 namespace qvGeom {
@@ -66,15 +67,6 @@ class TriangleFilter {
   }
 
  private:
-  static void cross(const Float4 (&a)[3], const Float4 (&b)[3], Float4 (&c)[3]) {
-    c[0] = a[1] * b[2] - a[2] * b[1];
-    c[1] = a[2] * b[0] - a[0] * b[2];
-    c[2] = a[0] * b[1] - a[1] * b[0];
-  }
-  static Float4 dot(const Float4 (&a)[3], const Float4 (&b)[3]) {
-    return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
-  }
-
   Float4 origin_[3];
   Float4 dir_[3];
 };
@@ -90,8 +82,8 @@ float largestSize(float const* x) { return std::max({std::fabs(x[0]), std::fabs(
 class RayTracer::Impl {
  public:
   Impl(Octree const& octree, OctreeTris const& octreeTris, CompactMesh const* mesh)
-      : octreeTris_(octreeTris),
-        tree_(octree, octreeTris, mesh ? mesh->getNumTriangles() : 0),
+      : tree_(octree, octreeTris, mesh ? mesh->getNumTriangles() : 0),
+        boxes_(octree, octreeTris, mesh, VoxelBoxes::Extent::partInVoxel),
         vertices_(mesh ? mesh->getVerticesRaw() : nullptr),
         triangles_(mesh ? mesh->getTrianglesRaw() : nullptr),
         boxSize_(std::max(largestSize(tree_.getRootBox().min), largestSize(tree_.getRootBox().max))),
@@ -195,32 +187,95 @@ class RayTracer::Impl {
     for (; met != 0; met &= ~std::bit_floor(met)) {
       const unsigned c = static_cast<unsigned>(std::bit_width(met)) - 1;
       const int child = node.children[c ^ flip_];
-      if (child != WalkTree::kNone) stack_[size++] = {child, entered[c]};
+      if (child == WalkTree::kNone) continue;
+      if (WalkTree::isVoxel(child)) {
+        boxes_.prefetch(WalkTree::voxelOf(child));
+      } else {
+        tree_.prefetch(child);
+      }
+      stack_[size++] = {child, entered[c]};
     }
     return size;
   }
 
+  // Triangles on their way from the boxes to the test, in list order.
+  struct Waiting {
+    int tri[4];
+    int count = 0;
+  };
+
   // @return whether the ray's record has a new nearest hit, or any
-  bool hitVoxel(int voxel, Ray& ray) const {
-    int const* list = octreeTris_.firstTri(voxel);
-    const int count = octreeTris_.numTris(voxel);
+  bool hitVoxel(int voxel, Ray& ray) {
+    const VoxelBoxes::Voxel& frame = boxes_.get(voxel);
+    VoxelBoxes::Group const* group = boxes_.groups(voxel);
+    int const* list = boxes_.triangles(frame);
+    const int count = frame.count;
+    qvUtil::prefetch(list);
     const double before = ray.triIntersectionRayParam();
-    for (int i = 0; i < count; i += 4) {
-      const int last = std::min(i + 3, count - 1);
-      const int four[4] = {list[i], list[std::min(i + 1, last)], list[std::min(i + 2, last)], list[last]};
-      unsigned left = filter_.mayHit(vertices_, triangles_, four) & ((2u << (last - i)) - 1);
-      for (int k = 0; left != 0; ++k, left >>= 1)
-        if ((left & 1) &&
-            ray.intersects(reinterpret_cast<MeshTriangle const*>(triangles_)[four[k]],
-                           reinterpret_cast<MeshVertex const*>(vertices_)) &&
-            !findNearest_)
-          return true;
+    const BoxTest test(*this, frame);
+    Waiting waiting;
+    for (int i = 0; i < count; i += 4, ++group) {
+      unsigned met = test.run(*group) & ((2u << std::min(3, count - 1 - i)) - 1);
+      for (int k = i; met != 0; ++k, met >>= 1) {
+        if (!(met & 1)) continue;
+        waiting.tri[waiting.count++] = list[k];
+        if (waiting.count == 4 && hitAny(waiting, ray) && !findNearest_) return true;
+      }
     }
-    return ray.triIntersectionRayParam() < before;
+    const bool hit = hitAny(waiting, ray);
+    return findNearest_ ? ray.triIntersectionRayParam() < before : hit;
   }
 
-  OctreeTris const& octreeTris_;
+  // Which of four boxes the ray meets before the nearest hit. NaN rules nothing out.
+  class BoxTest {
+   public:
+    BoxTest(const Impl& tracer, const VoxelBoxes::Voxel& frame) : farthest_(tracer.farthest_) {
+      const Float4 origin(frame.origin[0], frame.origin[1], frame.origin[2], 0);
+      float step[4], atEntry[4], atExit[4];
+      (Float4(frame.step[0], frame.step[1], frame.step[2], 0) * tracer.inverse_).store(step);
+      ((origin - tracer.entry_) * tracer.inverse_).store(atEntry);
+      ((origin - tracer.exit_) * tracer.inverse_).store(atExit);
+      for (int k = 0; k < 3; ++k) {
+        step_[k] = Float4(step[k]);
+        atEntry_[k] = Float4(atEntry[k]);
+        atExit_[k] = Float4(atExit[k]);
+        downwards_[k] = tracer.downwards_[k];
+      }
+    }
+    unsigned run(const VoxelBoxes::Group& group) const {
+      Float4 enter;
+      Float4 leave(std::numeric_limits<float>::infinity());
+      for (int k = 0; k < 3; ++k) {
+        const std::uint8_t* near = downwards_[k] ? group.upper[k] : group.lower[k];
+        const std::uint8_t* far = downwards_[k] ? group.lower[k] : group.upper[k];
+        enter = max(Float4::fromBytes(near) * step_[k] + atEntry_[k], enter);
+        leave = min(Float4::fromBytes(far) * step_[k] + atExit_[k], leave);
+      }
+      return ~static_cast<unsigned>(signBits((enter > leave) | (enter > farthest_))) & 15u;
+    }
+
+   private:
+    Float4 step_[3], atEntry_[3], atExit_[3];
+    Float4 farthest_;
+    bool downwards_[3];
+  };
+
+  bool hitAny(Waiting& waiting, Ray& ray) const {
+    if (waiting.count == 0) return false;
+    for (int k = waiting.count; k < 4; ++k) waiting.tri[k] = waiting.tri[0];
+    unsigned left = filter_.mayHit(vertices_, triangles_, waiting.tri) & ((1u << waiting.count) - 1);
+    waiting.count = 0;
+    bool hit = false;
+    for (int k = 0; left != 0 && (findNearest_ || !hit); ++k, left >>= 1)
+      if (left & 1)
+        hit = ray.intersects(reinterpret_cast<MeshTriangle const*>(triangles_)[waiting.tri[k]],
+                             reinterpret_cast<MeshVertex const*>(vertices_)) ||
+              hit;
+    return hit;
+  }
+
   WalkTree tree_;
+  VoxelBoxes boxes_;
   float const* vertices_;
   int const* triangles_;
   float boxSize_;

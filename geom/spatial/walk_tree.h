@@ -3,6 +3,7 @@
 #include <limits>
 
 #include "geom/model/keel/containers.h"
+#include "geom/model/keel/lanes.h"
 #include "geom/model/trellis/octree.h"
 #include "geom/model/trellis/octree_records.h"
 
@@ -38,6 +39,11 @@ class WalkTree {
   int getRoot() const { return root_; }
   const BoundingBox& getRootBox() const { return rootBox_; }
   const Node& operator[](int inner) const { return nodes_[static_cast<std::size_t>(inner)]; }
+  void prefetch(int inner) const {
+    char const* node = reinterpret_cast<char const*>(&nodes_[static_cast<std::size_t>(inner)]);
+    qvUtil::prefetch(node);
+    qvUtil::prefetch(node + sizeof(Node) - 1);
+  }
 
  private:
   int add(const Octree& octree, const OctreeTris& octreeTris, int node);

@@ -15,6 +15,15 @@
 
 namespace qvUtil {
 
+/// Asks for memory that will be read soon. Changes nothing but the time.
+inline void prefetch(void const* p) {
+#if defined(__GNUC__)
+  __builtin_prefetch(p);
+#else
+  (void)p;
+#endif
+}
+
 #if defined(__SSE2__)
 
 /// Four floats.
@@ -26,6 +35,13 @@ struct Float4 {
   explicit Float4(float all) : v(_mm_set1_ps(all)) {}
   Float4(float a, float b, float c, float d) : v(_mm_setr_ps(a, b, c, d)) {}
   static Float4 load(float const* p) { return _mm_loadu_ps(p); }
+  /// Four small numbers.
+  static Float4 fromBytes(std::uint8_t const* p) {
+    int bytes;
+    std::memcpy(&bytes, p, sizeof bytes);
+    const __m128i zero = _mm_setzero_si128();
+    return _mm_cvtepi32_ps(_mm_unpacklo_epi16(_mm_unpacklo_epi8(_mm_cvtsi32_si128(bytes), zero), zero));
+  }
   void store(float* p) const { _mm_storeu_ps(p, v); }
 
   friend Float4 operator+(Float4 a, Float4 b) { return _mm_add_ps(a.v, b.v); }
@@ -72,6 +88,10 @@ struct Float4 {
   explicit Float4(float all) : v{all, all, all, all} {}
   Float4(float a, float b, float c, float d) : v{a, b, c, d} {}
   static Float4 load(float const* p) { return {p[0], p[1], p[2], p[3]}; }
+  static Float4 fromBytes(std::uint8_t const* p) {
+    return {static_cast<float>(p[0]), static_cast<float>(p[1]), static_cast<float>(p[2]),
+            static_cast<float>(p[3])};
+  }
   void store(float* p) const { std::memcpy(p, v, sizeof v); }
 
   template <typename Op>
@@ -143,6 +163,14 @@ inline void gatherPoints(float const* a, float const* b, float const* c, float c
 
 inline Float4 abs(Float4 a) { return andNot(Float4(-0.0f), a); }
 inline Float4 select(Float4 mask, Float4 ifSet, Float4 ifNot) { return (mask & ifSet) | andNot(mask, ifNot); }
+inline void cross(const Float4 (&a)[3], const Float4 (&b)[3], Float4 (&c)[3]) {
+  c[0] = a[1] * b[2] - a[2] * b[1];
+  c[1] = a[2] * b[0] - a[0] * b[2];
+  c[2] = a[0] * b[1] - a[1] * b[0];
+}
+inline Float4 dot(const Float4 (&a)[3], const Float4 (&b)[3]) {
+  return a[0] * b[0] + a[1] * b[1] + a[2] * b[2];
+}
 inline float lane(Float4 a, int i) {
   float lanes[4];
   a.store(lanes);
