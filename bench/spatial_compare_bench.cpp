@@ -139,6 +139,7 @@ struct Workload {
 };
 
 void compareBuild(benchmark::State& state, const Side& side) {
+  qvUtil::ThreadPool::get().setNumThreads(1);
   const SpatialScene& scene = spatialScene(state.range(0));
   for (auto _ : state) {
     std::unique_ptr<SpatialSide> made = side.make(scene);
@@ -147,6 +148,23 @@ void compareBuild(benchmark::State& state, const Side& side) {
     state.ResumeTiming();
   }
   state.SetItemsProcessed(state.iterations() * std::int64_t{scene.mesh.getNumTriangles()});
+}
+
+// Structures that are finished by the first queries show their whole price here alone.
+void compareFromScratch(benchmark::State& state, const Side& side) {
+  qvUtil::ThreadPool::get().setNumThreads(1);
+  const SpatialScene& scene = spatialScene(state.range(0));
+  const Points points = pointsNear(scene, 100'000);
+  const Shots shots = shotsAround(scene, 200'000);
+  for (auto _ : state) {
+    std::unique_ptr<SpatialSide> made = side.make(scene);
+    if (made->closest(points).count != points.size() || made->nearestHits(shots).count == 0)
+      state.SkipWithError("nothing was found");
+    state.PauseTiming();
+    made.reset();
+    state.ResumeTiming();
+  }
+  state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(points.size() + shots.size()));
 }
 
 void compareQueries(benchmark::State& state, const Side& side, const Workload& workload) {
@@ -211,6 +229,9 @@ const bool added = [] {
   for (const Side& side : kSides)
     addSizes(std::string("compareBuild/") + side.name,
              [&](benchmark::State& state) { compareBuild(state, side); });
+  for (const Side& side : kSides)
+    addSizes(std::string("compareFromScratch/") + side.name,
+             [&](benchmark::State& state) { compareFromScratch(state, side); });
   for (const Workload& workload : kQueries)
     for (const Side& side : kSides) add(side, workload);
   for (const Side& side : kSides)
