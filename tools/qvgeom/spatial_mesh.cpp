@@ -10,8 +10,6 @@ using qvGeom::CompactMesh;
 
 namespace {
 
-constexpr int kPerLeaf = 16;
-
 // While it lives, the shared pool has one thread.
 class SingleThread {
  public:
@@ -26,14 +24,14 @@ class SingleThread {
 
 }  // namespace
 
-void SpatialMesh::index(double share, Console& console) {
+void SpatialMesh::index(double share, Console& console, int perLeaf) {
   console.progress().setCaption("indexing");
   qvUtil::Progress phase;
   console.progress().subPhase(share, phase);
   qvGeom::BoundingBox box;
   meshBoundingBox(mesh, box);
   octree_ =
-      std::make_unique<qvGeom::Octree>(mesh.getNumVertices(), mesh.getVerticesRaw(), box, true, kPerLeaf);
+      std::make_unique<qvGeom::Octree>(mesh.getNumVertices(), mesh.getVerticesRaw(), box, true, perLeaf);
   phase.set(0.5);
   console.throwIfInterrupted();
   {

@@ -21,7 +21,8 @@ class SpatialMesh {
   /// Builds the records of the mesh as it is; from then on its geometry must not change. The records are the
   /// same for every number of threads. Throws a failure: interrupted.
   /// @param share of the console's progress
-  void index(double share, Console& console);
+  /// @param perLeaf vertices in a voxel at most; the default suits nearest points, packets of rays like fewer
+  void index(double share, Console& console, int perLeaf = 16);
 
   /// Without voxels before `index`, and for a mesh without vertices.
   const qvGeom::Octree& octree() const { return *octree_; }

@@ -22,6 +22,7 @@ Verb makeIntersect(CLI::App& program);
 Verb makeMake(CLI::App& program);
 Verb makeNormals(CLI::App& program);
 Verb makeRaycast(CLI::App& program);
+Verb makeRender(CLI::App& program);
 Verb makeTransform(CLI::App& program);
 Verb makeWeld(CLI::App& program);
 
