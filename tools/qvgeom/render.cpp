@@ -78,7 +78,7 @@ struct Plan {
     up = parseDirection(o.up, "--up");
     back = parseView(o.view, up);
     hasAlpha = !parseBackground(o.background, look.background);
-    if (o.samples % 4 != 0) throw Failure(kUsage, "--samples: a multiple of 4 is needed");
+    if ((o.samples & (o.samples - 1)) != 0) throw Failure(kUsage, "--samples: a power of two is needed");
     if (o.ao % 4 != 0) throw Failure(kUsage, "--ao: a multiple of 4 is needed");
     look.samples = o.samples;
     look.aoRays = o.ao;
@@ -141,7 +141,7 @@ Verb makeRender(CLI::App& program) {
   app->add_option("--fov", o.fieldOfView, "angle of view in degrees, along the shorter side")
       ->capture_default_str()
       ->check(CLI::Range(1.0, 120.0));
-  app->add_option("--samples", o.samples, "rays for each pixel, a multiple of 4")
+  app->add_option("--samples", o.samples, "rays for each pixel, a power of two")
       ->capture_default_str()
       ->check(CLI::Range(4, 1024));
   app->add_option("--ao", o.ao,

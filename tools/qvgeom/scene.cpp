@@ -105,16 +105,25 @@ Vector Scene::flatNormal(int triangle) const {
   return n.normalize() ? n : Vector();
 }
 
-Vector Scene::smoothNormal(const MeshCoord& at) const {
+// Lifted to the mean of the planes at the corners, a point sees over the triangles next to its own wherever
+// the rounded surface would: else light would end in steps along their edges. After J. Hanika, Hacking the
+// shadow terminator (2021).
+Scene::Rounded Scene::rounded(const MeshCoord& at) const {
   const Vector flat = flatNormal(at.triangle);
-  Vector n;
+  const Point p = at.evaluate(mesh().getVertices(), mesh().getTriangles());
+  Rounded result;
   for (int c = 0; c < 3; ++c) {
     Vector corner = cornerNormal(at.triangle, c);
     // A normal that is not finite comes out as none, and so does one that leans over.
     if (!corner.normalize() || std::fabs(dot(corner, flat)) < kSuppliedCosine) corner = flat;
-    n += (dot(corner, flat) < 0 ? -at.weight[c] : at.weight[c]) * corner;
+    if (dot(corner, flat) < 0) corner.reverse();
+    result.normal += at.weight[c] * corner;
+    const double above =
+        dot(p - mesh().getVertices()[mesh().getTriangles()[at.triangle][c]].asPoint(), corner);
+    (above < 0 ? result.lift : result.sink) -= at.weight[c] * above * corner;
   }
-  return n.normalize() ? n : flat;
+  if (!result.normal.normalize()) result.normal = flat;
+  return result;
 }
 
 // The mean, by area, of the triangles that bend little from this one. Those turned round count as if they

@@ -28,8 +28,14 @@ class Scene {
 
   /// Unit normal of the triangle's plane; zero if it has none.
   qvLinear::Vector flatNormal(int triangle) const;
-  /// Unit normal of the rounded surface, on the side of the flat one.
-  qvLinear::Vector smoothNormal(const qvGeom::MeshCoord& at) const;
+  /// The surface as its normals tell that it was before it was cut into triangles.
+  struct Rounded {
+    qvLinear::Vector normal;  ///< of unit length, on the side of the flat one
+    qvLinear::Vector
+        lift;  ///< from the flat surface, where the rounded one bulges out on the side of `normal`
+    qvLinear::Vector sink;  ///< the same for the other side
+  };
+  Rounded rounded(const qvGeom::MeshCoord& at) const;
 
   bool hasScalars() const { return !scalars_.empty(); }
   double scalar(const qvGeom::MeshCoord& at) const;

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <atomic>
+#include <bit>
 #include <cmath>
 #include <cstddef>
+#include <limits>
 #include <vector>
 
 namespace tool {
@@ -23,13 +25,15 @@ constexpr double kReach = 1.0 * Scene::kRadius;  // beyond, nothing keeps light 
 constexpr float kSunCap = 0.012f;                // height of the cap that the key light covers: soft shadows
 constexpr int kTile = 4;                         // exponent; pixels that differ lie in tiles of 16 x 16
 
+constexpr double kLeastFacing = 0.02;  // cosine; of shaded normals towards the camera
+
 // In the camera's frame: right, up, back.
 constexpr double kKey[] = {-0.55, 0.70, 0.45};
 constexpr double kFill[] = {0.85, 0.15, 0.5};
-constexpr Light kKeyLight = {{1.02f, 0.95f, 0.86f}};
+constexpr Light kKeyLight = {{1.00f, 0.93f, 0.84f}};
 constexpr Light kFillLight = {{0.10f, 0.13f, 0.19f}};
-constexpr Light kSky = {{0.40f, 0.45f, 0.54f}};
-constexpr Light kGround = {{0.20f, 0.17f, 0.15f}};
+constexpr Light kSky = {{0.27f, 0.31f, 0.38f}};
+constexpr Light kGround = {{0.17f, 0.145f, 0.13f}};
 
 // Points of the unit square, from a sequence whose runs cover it evenly: what is drawn at random elsewhere.
 class Sequence {
@@ -79,14 +83,16 @@ struct Setup {
   const Camera& camera;
   const Look& look;
   qvGeom::HammersleyPermutation2 tile;
+  qvGeom::HammersleyPermutation2 rows;
   Sequence occlusion;
   Sequence shadow;
   Vector key, fill;
-  Light plain = fromScreen(0.86f, 0.80f, 0.73f);
+  Light plain = fromScreen(0.84f, 0.76f, 0.68f);
 
   Setup(const Scene& s, const Camera& c, const Look& l)
       : scene(s), camera(c), look(l), occlusion(l.samples * l.aoRays, l.aoRays), shadow(4 * l.samples, 4) {
     tile.calculate(kTile);
+    rows.calculate(std::bit_width(static_cast<unsigned>(l.samples)) - 1);
     key = inWorld(kKey);
     fill = inWorld(kFill);
   }
@@ -105,7 +111,10 @@ class PixelTracer {
       : s_(setup),
         tracer_(setup.scene.surface().octree(), setup.scene.surface().octreeTris(), &setup.scene.mesh()),
         closest_(setup.scene.mesh(), setup.scene.surface().octree(), setup.scene.surface().octreeTris()),
-        eye_(setup.camera.position()) {}
+        exact_(setup.scene.surface().octree(), setup.scene.surface().octreeTris(), &setup.scene.mesh()),
+        eye_(setup.camera.position()) {
+    exact_.setFindNearestHit(true);
+  }
 
   // @param hits receives how many of the samples hit; their light is summed up
   Light pixel(int x, int y, int& hits) {
@@ -120,25 +129,36 @@ class PixelTracer {
       for (int lane = 0; lane < 4; ++lane) d[lane] = VectorFlt(directionOf(x, y, first + lane));
       QuadRay packet(eye_, d[0], d[1], d[2], d[3], true);
       tracer_.intersect(packet);
+      float t[4];
+      findHits(packet, d, t);
       for (int lane = 0; lane < 4; ++lane) {
-        if (!packet.triHit(lane)) continue;
+        if (t[lane] == kMiss) continue;
         ++hits;
         const Vector dir(d[lane]);
-        sum += shade(Point(eye_) + double{packet.triIntersectionRayParam(lane)} * dir, dir, first + lane);
+        sum += shade(Point(eye_) + double{t[lane]} * dir, dir, first + lane);
       }
     }
     return sum;
   }
 
  private:
-  // The samples of a pixel lie like eight queens, each in a row and a column of its own.
+  static constexpr float kMiss = std::numeric_limits<float>::max();
+
+  // A ray of a packet may slip between two triangles, which would show as a speck. Where the rays of a pixel
+  // disagree, those that went on behind the others are traced once more, by rules that let nothing slip.
+  void findHits(const QuadRay& packet, const VectorFlt (&d)[4], float (&t)[4]) {
+    for (int lane = 0; lane < 4; ++lane) t[lane] = packet.triIntersectionRayParam(lane);
+    const float nearest = *std::min_element(t, t + 4);
+    if (nearest == kMiss) return;
+    for (int lane = 0; lane < 4; ++lane)
+      if (t[lane] > 1.002f * nearest && exact_.intersect(eye_, Vector(d[lane])))
+        t[lane] = static_cast<float>(exact_.intersectionDist());
+  }
+
+  // The samples of a pixel lie one in each row and one in each column of a square.
   Vector directionOf(int x, int y, int sample) const {
     const int n = s_.look.samples;
-    int reversed = 0;
-    for (int bit = 1, rest = sample; bit < n; bit *= 2, rest /= 2) reversed = 2 * reversed + (rest & 1);
-    int size = 1;
-    while (size < n) size *= 2;
-    return s_.camera.direction(x + (sample + 0.5) / n, y + (reversed + 0.5) / size);
+    return s_.camera.direction(x + (sample + 0.5) / n, y + (s_.rows[sample] + 0.5) / n);
   }
 
   Light shade(const Point& p, const Vector& dir, int sample) {
@@ -146,22 +166,24 @@ class PixelTracer {
     closest_.compute(p, &at);
     if (!at.valid()) return {};
     Vector flat = s_.scene.flatNormal(at.triangle);
-    Vector n = s_.scene.smoothNormal(at);
+    Scene::Rounded round = s_.scene.rounded(at);
     // Both sides are shown alike: a scan may have triangles that are turned round.
     if (dot(flat, dir) > 0) {
       flat.reverse();
-      n.reverse();
+      round.normal.reverse();
+      round.lift = round.sink;
     }
     // Near an outline the rounded surface may face away where the flat one does not.
+    Vector n = round.normal;
     const double facing = -dot(n, dir);
-    if (facing < 0.02) {
-      n -= (0.02 - facing) * dir;
+    if (facing < kLeastFacing) {
+      n -= (kLeastFacing - facing) * dir;
       n.normalize();
     }
-    const Point lifted = p + kLift * flat;
-    const float open = openness(lifted, n, flat, sample);
-    const float lit = dot(flat, s_.key) > 0 ? sunlight(lifted, sample) : 0;
-    return lightOn(n, dir, albedo(at, n), open, lit);
+    const Point start = p + round.lift + kLift * flat;
+    const float open = openness(start, n, flat, sample);
+    const float lit = dot(n, s_.key) > 0 ? sunlight(start, sample) : 0;
+    return lightOn(n, dir, albedo(at, round.normal), open, lit);
   }
 
   Light albedo(const MeshCoord& at, const Vector& n) const {
@@ -243,6 +265,7 @@ class PixelTracer {
   const Setup& s_;
   qvGeom::QuadRayTracer tracer_;
   qvGeom::MeshClosestPoint closest_;
+  qvGeom::RayTracer exact_;
   PointFlt eye_;
   float shiftU_ = 0, shiftV_ = 0;
 };
