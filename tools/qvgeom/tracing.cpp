@@ -87,6 +87,9 @@ struct Setup {
   Sequence occlusion;
   Sequence shadow;
   Vector key, fill;
+  float keyShare =
+      1;  // of the light that models; where colours are to be read, less of it comes from one side
+  float skyShare = 1;
   Light plain = fromScreen(0.84f, 0.76f, 0.68f);
 
   Setup(const Scene& s, const Camera& c, const Look& l)
@@ -95,6 +98,9 @@ struct Setup {
     rows.calculate(std::bit_width(static_cast<unsigned>(l.samples)) - 1);
     key = inWorld(kKey);
     fill = inWorld(kFill);
+    if (l.colour != Look::Colour::byScalar) return;
+    keyShare = 0.72f;
+    skyShare = 2.1f;
   }
 
   Vector inWorld(double const* d) const {
@@ -206,11 +212,11 @@ class PixelTracer {
     const float key = lit * positive(dot(n, s_.key));
     const float fill = open * positive(0.3 + 0.7 * dot(n, s_.fill));
     const float upward = static_cast<float>(0.5 + 0.5 * dot(n, s_.camera.up()));
-    const Light sky = (kSky * upward + kGround * (1 - upward)) * open;
+    const Light sky = (kSky * upward + kGround * (1 - upward)) * (open * s_.skyShare);
     Vector half = s_.key - dir;
     half.normalize();
     const float gloss = 0.10f * key * std::pow(positive(dot(n, half)), 40.0f);
-    Light sum = albedo * (kKeyLight * key + kFillLight * fill + sky) + kKeyLight * gloss;
+    Light sum = albedo * (kKeyLight * (key * s_.keyShare) + kFillLight * fill + sky) + kKeyLight * gloss;
     // Light that is too bright for the screen fades out gently, and sample by sample, so that edges stay
     // smooth.
     for (float& x : sum.c) x = x < 0.7f ? x : 0.7f + 0.3f * std::tanh((x - 0.7f) / 0.3f);
