@@ -206,7 +206,8 @@ class MeshClosestPoint::Context : public qv::ImplBase {
       const double d = std::max({static_cast<double>(lower) - x, x - static_cast<double>(upper), 0.0});
       return d * d;
     };
-    return {{square(node.lower[k], node.middle[k]), square(node.middle[k], node.upper[k])}};
+    const float middle = node.middle(k);
+    return {{square(node.lower[k], middle), square(middle, node.upper[k])}};
   }
 
   // Puts the children on the heap, but for the one that would be taken off next: that is returned, if there

@@ -221,7 +221,7 @@ class PacketWalk {
   std::size_t pushChildren(const QuadRay& packet, const WalkTree::Node& node, std::size_t size) {
     const auto halves = [&](int k, Span& lower, Span& upper) {
       const Crossing at0(node.lower[k], packet.origin_[k], inverse_[k]);
-      const Crossing at1(node.middle[k], packet.origin_[k], inverse_[k]);
+      const Crossing at1(node.middle(k), packet.origin_[k], inverse_[k]);
       const Crossing at2(node.upper[k], packet.origin_[k], inverse_[k]);
       lower = Span(at0, at1);
       upper = Span(at1, at2);

@@ -135,7 +135,7 @@ class RayTracer::Impl {
     filter_.aim(origin, d);
     const float margin = 2e-6f * (boxSize_ + largestSize(origin.data()));
     flip_ = 0;
-    float inverse[4] = {}, entry[4] = {}, exit[4] = {};
+    float inverse[4] = {}, entry[4] = {}, exit[4] = {}, direction[4] = {};
     for (unsigned k = 0; k < 3; ++k) {
       // A component next to nothing moves the ray by less than the margin, wherever it meets the box; its
       // inverse stays finite, and no bound becomes NaN.
@@ -143,11 +143,12 @@ class RayTracer::Impl {
       inverse[k] = 1 / component;
       const bool downwards = component < 0;
       flip_ |= (downwards ? 1u : 0u) << k;
+      direction[k] = component;
       // Where it enters, a box is larger by the margin on the near side; where it leaves, on the far side.
       entry[k] = origin[static_cast<int>(k)] + (downwards ? -margin : margin);
       exit[k] = origin[static_cast<int>(k)] - (downwards ? -margin : margin);
-      downwards_[k] = downwards;
     }
+    downwards_ = Float4::load(direction) < Float4();
     inverse_ = Float4::load(inverse);
     entry_ = Float4::load(entry);
     exit_ = Float4::load(exit);
@@ -158,17 +159,14 @@ class RayTracer::Impl {
   // near and a far half; a child is numbered by the halves that it lies in, and the order of those numbers is
   // front to back.
   std::size_t pushChildren(const WalkTree::Node& node, std::size_t size) {
-    float near[4] = {}, far[4] = {};
-    for (int k = 0; k < 3; ++k) {
-      near[k] = downwards_[k] ? node.upper[k] : node.lower[k];
-      far[k] = downwards_[k] ? node.lower[k] : node.upper[k];
-    }
-    const Float4 middle(node.middle[0], node.middle[1], node.middle[2], 0);
+    const Float4 lower = Float4::load(node.lower);
+    const Float4 upper = Float4::load(node.upper);
+    const Float4 middle(node.middle(0), node.middle(1), node.middle(2), 0);
     float enterNear[4], enterFar[4], leaveNear[4], leaveFar[4];
-    ((Float4::load(near) - entry_) * inverse_).store(enterNear);
+    ((select(downwards_, upper, lower) - entry_) * inverse_).store(enterNear);
     ((middle - entry_) * inverse_).store(enterFar);
     ((middle - exit_) * inverse_).store(leaveNear);
-    ((Float4::load(far) - exit_) * inverse_).store(leaveFar);
+    ((select(downwards_, lower, upper) - exit_) * inverse_).store(leaveFar);
 
     const Float4 enter2 = max(Float4(enterNear[0], enterFar[0], enterNear[0], enterFar[0]),
                               Float4(enterNear[1], enterNear[1], enterFar[1], enterFar[1]));
@@ -211,6 +209,7 @@ class RayTracer::Impl {
     int const* list = boxes_.triangles(frame);
     const int count = frame.count;
     qvUtil::prefetch(list);
+    if (!meetsAll(frame)) return false;
     const double before = ray.triIntersectionRayParam();
     const BoxTest test(*this, frame);
     Waiting waiting;
@@ -226,6 +225,17 @@ class RayTracer::Impl {
     return findNearest_ ? ray.triIntersectionRayParam() < before : hit;
   }
 
+  // Whether the ray meets the box of all triangles in a voxel. NaN rules nothing out.
+  bool meetsAll(const VoxelBoxes::Voxel& frame) const {
+    const Float4 origin(frame.origin[0], frame.origin[1], frame.origin[2], 0);
+    const Float4 extent = Float4(frame.step[0], frame.step[1], frame.step[2], 0) * Float4(255);
+    float enter[4], leave[4];
+    ((origin + (extent & downwards_) - entry_) * inverse_).store(enter);
+    ((origin + andNot(downwards_, extent) - exit_) * inverse_).store(leave);
+    const float first = std::max({enter[0], enter[1], enter[2], 0.0f});
+    return !(first > std::min({leave[0], leave[1], leave[2]}) || first > farthest_);
+  }
+
   // Which of four boxes the ray meets before the nearest hit. NaN rules nothing out.
   class BoxTest {
    public:
@@ -239,7 +249,7 @@ class RayTracer::Impl {
         step_[k] = Float4(step[k]);
         atEntry_[k] = Float4(atEntry[k]);
         atExit_[k] = Float4(atExit[k]);
-        downwards_[k] = tracer.downwards_[k];
+        downwards_[k] = (tracer.flip_ >> k & 1) != 0;
       }
     }
     unsigned run(const VoxelBoxes::Group& group) const {
@@ -288,8 +298,8 @@ class RayTracer::Impl {
   Float4 inverse_;
   Float4 entry_;
   Float4 exit_;
-  bool downwards_[3] = {};
-  unsigned flip_ = 0;
+  Float4 downwards_;   // mask of axes
+  unsigned flip_ = 0;  // the same as bits
   double parameterScale_ = 1;
   float farthest_ = 0;
 };

@@ -21,13 +21,9 @@ int WalkTree::add(const Octree& octree, const OctreeTris& octreeTris, int index)
   const Octree::Node& node = octree.getNodes()[static_cast<std::size_t>(index)];
   if (node.leaf >= 0) return octreeTris.numTris(node.leaf) > 0 ? ~node.leaf : kNone;
   const std::size_t place = nodes_.size();
-  Node walk;
-  float const* split = octree.getNodes()[static_cast<std::size_t>(node.firstChild)].box.max;
-  for (int k = 0; k < 3; ++k) {
-    walk.lower[k] = node.box.min[k];
-    walk.middle[k] = split[k];
-    walk.upper[k] = node.box.max[k];
-  }
+  Node walk{};
+  std::copy_n(node.box.min, 3, walk.lower);
+  std::copy_n(node.box.max, 3, walk.upper);
   nodes_.push_back(walk);
   bool any = false;
   for (int c = 0; c < 8; ++c) {

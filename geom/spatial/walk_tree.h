@@ -25,12 +25,16 @@ class WalkTree {
   static bool isVoxel(int child) { return child < 0; }
   static int voxelOf(int child) { return ~child; }
 
-  struct Node {
-    float lower[3];
-    float middle[3];  // that of an axis which is not split is the upper bound: only lower halves exist there
-    float upper[3];
+  // One line of the cache; loads of four floats are welcome.
+  struct alignas(64) Node {
+    float lower[4];
+    float upper[4];
     int children[8];
+
+    /// Of an axis that is not split, the upper bound: only lower halves exist there.
+    float middle(int k) const { return SpatialTree<3>::middle(lower[k], upper[k]); }
   };
+  static_assert(sizeof(Node) == 64);
 
   /// @param numTriangles those of the mesh, which the partition must not exceed
   WalkTree(const Octree& octree, const OctreeTris& octreeTris, int numTriangles);
@@ -39,11 +43,7 @@ class WalkTree {
   int getRoot() const { return root_; }
   const BoundingBox& getRootBox() const { return rootBox_; }
   const Node& operator[](int inner) const { return nodes_[static_cast<std::size_t>(inner)]; }
-  void prefetch(int inner) const {
-    char const* node = reinterpret_cast<char const*>(&nodes_[static_cast<std::size_t>(inner)]);
-    qvUtil::prefetch(node);
-    qvUtil::prefetch(node + sizeof(Node) - 1);
-  }
+  void prefetch(int inner) const { qvUtil::prefetch(&nodes_[static_cast<std::size_t>(inner)]); }
 
  private:
   int add(const Octree& octree, const OctreeTris& octreeTris, int node);

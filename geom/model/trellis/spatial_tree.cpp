@@ -48,9 +48,8 @@ class Builder {
   // Written so that empty, infinite and NaN bounds are never split: their middle is not strictly inside.
   static bool findSplit(const Node& node, Split& split) {
     for (int k = 0; k < Axes; ++k) {
-      // Halved before adding: the sum of two large floats may not be one.
-      split.at[k] = 0.5f * node.box.min[k] + 0.5f * node.box.max[k];
-      if (node.box.min[k] < split.at[k] && split.at[k] < node.box.max[k]) split.axes |= 1 << k;
+      split.at[k] = Tree::middle(node.box.min[k], node.box.max[k]);
+      if (split.at[k] < node.box.max[k]) split.axes |= 1 << k;
     }
     return split.axes != 0;
   }

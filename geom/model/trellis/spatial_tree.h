@@ -35,6 +35,14 @@ class SpatialTree {
     }
   };
 
+  /// Where an axis of a node is split: halfway, or at the upper bound where no float lies between the two,
+  /// which leaves the axis whole.
+  static float middle(float lower, float upper) {
+    // Halved before adding: the sum of two large floats may not be one.
+    const float at = 0.5f * lower + 0.5f * upper;
+    return lower < at && at < upper ? at : upper;
+  }
+
   SpatialTree(int n, float const* coordinates, const BoundingBox& box, int perLeaf);
 
   std::size_t getSizeInBytes() const {
