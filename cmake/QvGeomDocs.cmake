@@ -16,6 +16,8 @@ set(DOXYGEN_EXPAND_ONLY_PREDEF YES)
 set(DOXYGEN_PREDEFINED "QVGEOM_API=" "QVGEOM_PRINTF(x,y)=" "requires(x)=")
 set(DOXYGEN_USE_MDFILE_AS_MAINPAGE README.md)
 set(DOXYGEN_STRIP_FROM_PATH "${PROJECT_SOURCE_DIR}")
+set(DOXYGEN_IMAGE_PATH "${PROJECT_SOURCE_DIR}/docs/images")
 get_target_property(headers qvGeom HEADER_SET)
 doxygen_add_docs(docs ${headers} "${PROJECT_SOURCE_DIR}/README.md" "${PROJECT_SOURCE_DIR}/docs/architecture.md"
+  "${PROJECT_SOURCE_DIR}/docs/program.md"
   WORKING_DIRECTORY "${PROJECT_SOURCE_DIR}" COMMENT "Reference of the public headers")

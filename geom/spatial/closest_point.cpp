@@ -417,7 +417,8 @@ double meshClosestPoint(CompactMesh const& mesh, Octree const& octree, MeshAdjTr
                         MeshCoord* coord) {
   if (!belongTogether(mesh, octree) || adjTris.getNumVertices() != mesh.getNumVertices() || !isFinite(p))
     return std::sqrt(limit2);
-  // A point of a triangle lies within this of one of its corners.
+  // Corners within this are looked at whatever was found: a triangle may be near inside and far at its
+  // corners.
   const double r = longestEdge / 1.4142135623730951;
   return VertexSearch(mesh, adjTris, p, limit2, r * r, vertexBoxes, coord).run(octree);
 }

@@ -19,7 +19,8 @@ BoundingBox clipped(const BoundingBox& box, const BoundingBox& voxel) {
 
 }  // namespace
 
-VoxelBoxes::VoxelBoxes(const Octree& octree, const OctreeTris& octreeTris, const CompactMesh* mesh, Extent extent)
+VoxelBoxes::VoxelBoxes(const Octree& octree, const OctreeTris& octreeTris, const CompactMesh* mesh,
+                       Extent extent)
     : octree_(octree),
       octreeTris_(octreeTris),
       extent_(extent),
@@ -59,7 +60,8 @@ void VoxelBoxes::make(int voxel) {
     const float extent = whole.max[k] - whole.min[k];
     made.origin[k] = whole.min[k];
     // A little long, so that 255 steps reach the end.
-    made.step[k] = extent >= 0 && extent < 1e37f ? extent * (1.00001f / 255) : std::numeric_limits<float>::quiet_NaN();
+    made.step[k] =
+        extent >= 0 && extent < 1e37f ? extent * (1.00001f / 255) : std::numeric_limits<float>::quiet_NaN();
     toBytes[k] = made.step[k] > 1e-37f ? 1 / made.step[k] : 0;
   }
   Group* groups = groups_.get() + firstGroup(voxel);

@@ -12,19 +12,20 @@
 
 namespace qvGeom {
 
-/// For every voxel the boxes of its triangles, in a sixth of the memory that their corners take and all in one
-/// place: a query rules out most triangles without fetching them from the mesh. Made for a voxel when a query first
-/// comes there.
+/// For every voxel the boxes of its triangles, in a sixth of the memory that their corners take and all in
+/// one place: a query rules out most triangles without fetching them from the mesh. Made for a voxel when a
+/// query first comes there.
 ///
-/// Bounds are bytes in units of the voxel's frame, rounded outwards. Four triangles to a group, in the order of
-/// the partition; the last group is filled up with boxes of no meaning.
+/// Bounds are bytes in units of the voxel's frame, rounded outwards. Four triangles to a group, in the order
+/// of the partition; the last group is filled up with boxes of no meaning.
 class VoxelBoxes {
  public:
   struct Group {
     std::uint8_t lower[3][4];  // by axis, then triangle
     std::uint8_t upper[3][4];
   };
-  /// Bound b along axis k is at origin[k] + b step[k]. A step of NaN stands for a frame beyond the range of floats.
+  /// Bound b along axis k is at origin[k] + b step[k]. A step of NaN stands for a frame beyond the range of
+  /// floats.
   struct Voxel {
     float origin[3];
     float step[3];
@@ -32,8 +33,8 @@ class VoxelBoxes {
     int count = -1;  // of its triangles; -1 until made
   };
 
-  /// A ray meets a triangle within the voxels that list it, and the part in each is enough for it. The nearest point
-  /// of a triangle may lie in another voxel than the one in which the triangle is met first.
+  /// A ray meets a triangle within the voxels that list it, and the part in each is enough for it. The
+  /// nearest point of a triangle may lie in another voxel than the one in which the triangle is met first.
   enum class Extent { wholeTriangle, partInVoxel };
 
   /// Octree, partition and mesh must belong together and outlive this.
@@ -45,7 +46,9 @@ class VoxelBoxes {
     return voxels_[static_cast<std::size_t>(voxel)];
   }
   Group const* groups(int voxel) const { return groups_.get() + firstGroup(voxel); }
-  int const* triangles(const Voxel& voxel) const { return octreeTris_.getData().members.begin() + voxel.first; }
+  int const* triangles(const Voxel& voxel) const {
+    return octreeTris_.getData().members.begin() + voxel.first;
+  }
   void prefetch(int voxel) const { qvUtil::prefetch(&voxels_[static_cast<std::size_t>(voxel)]); }
   /// Once the voxel itself was, or nothing is gained.
   void prefetchGroups(int voxel) const {

@@ -86,7 +86,10 @@ TEST(ClosestPointByVertices, IsExactWhereItsBoundAllows) {
   std::mt19937 random(23);
   forHardMeshes(3000, [&](const Indexed& m) {
     const Adjacency adjacency(m.mesh);
-    const double longest = meshLongestEdge(m.mesh), reach = longest / 1.4142135623730951;
+    const double longest = meshLongestEdge(m.mesh);
+    // Every point of a triangle is within longest / sqrt 3 of a corner, and corners within longest / sqrt 2
+    // are seen.
+    const double reach = longest * (1 / std::sqrt(2) - 1 / std::sqrt(3));
     std::vector<BoundingBox> stars(static_cast<std::size_t>(m.mesh.getNumVertices()));
     for (int t = 0; t < m.mesh.getNumTriangles(); ++t)
       for (const int v : m.mesh.getTriangles()[t].v)

@@ -270,6 +270,7 @@ TEST(SceneBoundingBox, KnowsUntilAnExtremeGoes) {
   EXPECT_TRUE(scene.known()) << "both ends of x were gone";
   scene.addItemBox(low);
   scene.removeItemBox(low);
+  scene.removeItemBox(boxOf({1.5, 0.3, 0.3}, {2, 0.5, 0.5}));
   scene.addItemBox(low);
   EXPECT_TRUE(scene.known()) << "only the lower end had moved, to the upper one";
   scene.reset();

@@ -298,7 +298,7 @@ TEST(Circle, MeetsPlanesAndPiercesTriangles) {
 
   // Against all triangles, on random circles; every triangle once.
   std::mt19937 random(53);
-  const Indexed m(shapes::torus(24, 16));
+  const Indexed m(shapes::torus(24, 16), 1);
   MeshCircleIntersect intersect(m.mesh, m.octree, m.tris, 1e-7);
   std::size_t total = 0;
   for (int i = 0; i < 100; ++i) {

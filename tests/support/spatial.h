@@ -90,6 +90,9 @@ inline void forHardMeshes(int largest, const std::function<void(const Indexed&)>
   const CompactMesh torus = shapes::torus(24, 16), soup = shapes::soup(60, 90, random);
   run("soup", soup, 4);
   run("torus", torus, 8);
+  const CompactMesh bars = shapes::torus(5, 60);
+  run("long triangles", bars, 1);
+  run("slivers", mapped(bars, [](MeshVertex v) { return MeshVertex{v.x, 1e-5f * v.y, v.z}; }), 4);
   run("cube in the planes of the tree", shapes::cube(8), 4);
   run("coarse cube, one voxel", shapes::cube(1), 64);
   run("flat", mapped(soup, [](MeshVertex v) { return MeshVertex{v.x, 0.25f, v.z}; }), 4);

@@ -53,7 +53,7 @@ namespace {
 }
 
 // Opens first: the library reads a file or does not, but the user wants to know why not.
-void readContents(const std::string& path, qvOS::FileContents& contents) {
+void tryReadContents(const std::string& path, qvOS::FileContents& contents) {
   if (path == "-") {
     if (!qvOS::readStream(stdin, 0, contents)) failReading(path, std::strerror(errno));
     return;
@@ -66,19 +66,23 @@ void readContents(const std::string& path, qvOS::FileContents& contents) {
 
 }  // namespace
 
+void readContents(const std::string& path, Console& console, qvOS::FileContents& contents) {
+  try {
+    tryReadContents(path, contents);
+  } catch (const Failure&) {
+    console.throwIfInterrupted();  // a read that Ctrl-C broke off is not the file's fault
+    throw;
+  }
+  console.throwIfInterrupted();
+}
+
 void readMesh(const std::string& path, Format format, double share, Console& console, CompactMesh& mesh) {
   format = resolveFormat(path, format, true);
   qvUtil::Progress phase;
   console.progress().setCaption("reading");
   console.progress().subPhase(share, phase);
   qvOS::FileContents contents;
-  try {
-    readContents(path, contents);
-  } catch (const Failure&) {
-    console.throwIfInterrupted();  // a read that Ctrl-C broke off is not the file's fault
-    throw;
-  }
-  console.throwIfInterrupted();
+  readContents(path, console, contents);
   const bool read = format == Format::obj ? qvGeom::meshParseObj(mesh, contents.view(), &phase)
                                           : qvGeom::meshParse(mesh, contents.view(), &phase);
   console.throwIfInterrupted();
@@ -192,6 +196,13 @@ void writeMesh(const CompactMesh& mesh, const std::string& path, Format asked, d
       mesh, chosen, [&](std::string_view text) { return file.write(text); }, phase);
   console.throwIfInterrupted();
   if (!written) failWriting(path, file.error());
+  file.finish();
+}
+
+void writeBytes(std::string_view bytes, const std::string& path) {
+  if (path == "-") return writeStandardOutput(bytes);
+  PendingFile file(path);
+  if (!file.write(bytes)) failWriting(path, file.error());
   file.finish();
 }
 

@@ -14,10 +14,15 @@ struct Verb {
   std::function<ExitCode(Console&)> run;
 };
 
-Verb makeInfo(CLI::App& program);
+Verb makeClosest(CLI::App& program);
 Verb makeConvert(CLI::App& program);
+Verb makeInfo(CLI::App& program);
+Verb makeInside(CLI::App& program);
+Verb makeIntersect(CLI::App& program);
 Verb makeMake(CLI::App& program);
 Verb makeNormals(CLI::App& program);
+Verb makeRaycast(CLI::App& program);
+Verb makeRender(CLI::App& program);
 Verb makeTransform(CLI::App& program);
 Verb makeWeld(CLI::App& program);
 

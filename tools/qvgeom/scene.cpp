@@ -1,0 +1,157 @@
+#include "scene.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace tool {
+
+using qvGeom::CompactMesh;
+using qvGeom::MeshCoord;
+using qvGeom::MeshTriangle;
+using qvLinear::Point;
+using qvLinear::Vector;
+using qvLinear::VectorFlt;
+
+namespace {
+
+// Where two triangles bend by more the surface has an edge: below the right angles of boxes and the 60
+// degrees of bolts, above those of coarse round shapes.
+constexpr double kCreaseCosine = 0.643;  // of 50 degrees
+// A supplied normal that leans over by more belongs to some other surface.
+constexpr double kSuppliedCosine = 0.5;
+// The pole of a fine sphere has thousands of triangles; so many tell as much.
+constexpr int kMostAround = 128;
+
+bool isFinite(const Point& p) { return std::isfinite(p[0]) && std::isfinite(p[1]) && std::isfinite(p[2]); }
+
+Vector twiceArea(const CompactMesh& mesh, const MeshTriangle& t) {
+  const Point a = mesh.getVertices()[t[0]].asPoint();
+  const Point b = mesh.getVertices()[t[1]].asPoint();
+  const Point c = mesh.getVertices()[t[2]].asPoint();
+  return cross(b - a, c - a);
+}
+
+bool hasArea(const CompactMesh& mesh, const MeshTriangle& t) {
+  for (const int v : t.v)
+    if (!isFinite(mesh.getVertices()[v].asPoint())) return false;
+  return length2(twiceArea(mesh, t)) > 0;
+}
+
+}  // namespace
+
+Scene::Scene(const CompactMesh& mesh, const NumberRows& scalars, bool supplied, Console& console) {
+  takeTriangles(mesh);
+  if (empty()) return;
+  placeVertices(mesh);
+  measureFacets();
+  for (const int v : sources_)
+    if (scalars.size() > 0) scalars_.push_back(*scalars[static_cast<std::size_t>(v)]);
+  if (supplied && mesh.getNormals()) {
+    surface_.mesh.allocNormalArray();
+    for (std::size_t v = 0; v < sources_.size(); ++v)
+      surface_.mesh.getNormals()[v] = mesh.getNormals()[sources_[v]];
+  } else {
+    welded_ = surface_.mesh;
+    qvGeom::Remap remap;
+    weldPositions(welded_, console, remap);
+    meshAdjTris(welded_, around_);
+  }
+  console.throwIfInterrupted();
+  surface_.index(0.1, console, 8);
+}
+
+void Scene::takeTriangles(const CompactMesh& mesh) {
+  std::vector<int> numbers(static_cast<std::size_t>(mesh.getNumVertices()), -1);
+  std::vector<MeshTriangle> kept;
+  for (int i = 0; i < mesh.getNumTriangles(); ++i) {
+    MeshTriangle t = mesh.getTriangles()[i];
+    if (!hasArea(mesh, t)) continue;
+    for (int& v : t.v) {
+      int& number = numbers[static_cast<std::size_t>(v)];
+      if (number < 0) {
+        number = static_cast<int>(sources_.size());
+        sources_.push_back(v);
+      }
+      v = number;
+    }
+    kept.push_back(t);
+  }
+  surface_.mesh.resizeVertexArray(static_cast<int>(sources_.size()));
+  surface_.mesh.resizeTriangleArray(static_cast<int>(kept.size()));
+  std::copy(kept.begin(), kept.end(), surface_.mesh.getTriangles());
+}
+
+void Scene::placeVertices(const CompactMesh& mesh) {
+  qvGeom::BoundingBox box;
+  for (const int v : sources_) box.extend(&mesh.getVertices()[v].x);
+  const Point low(box.minPt());
+  const Vector diagonal = Point(box.maxPt()) - low;
+  const Point centre = low + 0.5 * diagonal;
+  const double scale = kRadius / (0.5 * length(diagonal));
+  for (std::size_t v = 0; v < sources_.size(); ++v) {
+    const Vector p = scale * (mesh.getVertices()[sources_[v]].asPoint() - centre);
+    surface_.mesh.getVertices()[v].set(p.data());
+  }
+}
+
+void Scene::measureFacets() {
+  facets_.reserve(static_cast<std::size_t>(mesh().getNumTriangles()));
+  for (int t = 0; t < mesh().getNumTriangles(); ++t)
+    facets_.emplace_back(twiceArea(mesh(), mesh().getTriangles()[t]));
+}
+
+Vector Scene::flatNormal(int triangle) const {
+  Vector n(facets_[static_cast<std::size_t>(triangle)]);
+  return n.normalize() ? n : Vector();
+}
+
+// Lifted to the mean of the planes at the corners, a point sees over the triangles next to its own wherever
+// the rounded surface would: else light would end in steps along their edges. After J. Hanika, Hacking the
+// shadow terminator (2021).
+Scene::Rounded Scene::rounded(const MeshCoord& at) const {
+  const Vector flat = flatNormal(at.triangle);
+  const Point p = at.evaluate(mesh().getVertices(), mesh().getTriangles());
+  Rounded result;
+  for (int c = 0; c < 3; ++c) {
+    Vector corner = cornerNormal(at.triangle, c);
+    // A normal that is not finite comes out as none, and so does one that leans over.
+    if (!corner.normalize() || std::fabs(dot(corner, flat)) < kSuppliedCosine) corner = flat;
+    if (dot(corner, flat) < 0) corner.reverse();
+    result.normal += at.weight[c] * corner;
+    const double above =
+        dot(p - mesh().getVertices()[mesh().getTriangles()[at.triangle][c]].asPoint(), corner);
+    (above < 0 ? result.lift : result.sink) -= at.weight[c] * above * corner;
+  }
+  if (!result.normal.normalize()) result.normal = flat;
+  return result;
+}
+
+// The mean, by area, of the triangles that bend little from this one. Those turned round count as if they
+// were not: a triangle with its neighbours' winding reversed still looks like part of the surface.
+Vector Scene::cornerNormal(int triangle, int corner) const {
+  if (qvGeom::MeshNormal const* normals = mesh().getNormals())
+    return normals[mesh().getTriangles()[triangle][corner]].asVector();
+  const Vector own(facets_[static_cast<std::size_t>(triangle)]);
+  const double bound = kCreaseCosine * kCreaseCosine * length2(own);
+  const int v = welded_.getTriangles()[triangle][corner];
+  int const* tris = around_.triIndices(v);
+  const int count = around_.numTris(v);
+  const int step = std::max(1, count / kMostAround);
+  Vector sum = own;
+  for (int i = 0; i < count; i += step) {
+    if (tris[i] == triangle) continue;
+    const Vector other(facets_[static_cast<std::size_t>(tris[i])]);
+    const double along = dot(own, other);
+    if (along * along > bound * length2(other)) sum += along < 0 ? -other : other;
+  }
+  return sum;
+}
+
+double Scene::scalar(const MeshCoord& at) const {
+  const MeshTriangle& t = mesh().getTriangles()[at.triangle];
+  double sum = 0;
+  for (int c = 0; c < 3; ++c) sum += at.weight[c] * scalars_[static_cast<std::size_t>(t[c])];
+  return sum;
+}
+
+}  // namespace tool
