@@ -162,7 +162,8 @@ class MeshClosestPoint::Context : public qv::ImplBase {
         boxes_(octree, octreeTris, &mesh, VoxelBoxes::Extent::wholeTriangle) {}
 
   double compute(const Point& p, MeshCoord* coord) {
-    setBest(kFarthest);
+    best2_ = kFarthest;
+    bound_ = std::numeric_limits<float>::infinity();
     if (tree_.getRoot() == WalkTree::kNone || !isFinite(p)) return std::sqrt(best2_);
     vertices_ = mesh_.getVerticesRaw();
     triangles_ = mesh_.getTrianglesRaw();
@@ -189,9 +190,12 @@ class MeshClosestPoint::Context : public qv::ImplBase {
     int count = 0;
   };
 
+  // Of squares near the largest double the root is far beyond floats: infinity then rules nothing out.
+  static float rootRoundedUp(double d2) { return static_cast<float>(std::sqrt(d2) * 1.000001); }
+
   void setBest(double d2) {
     best2_ = d2;
-    bestRoundedUp_ = static_cast<float>(std::sqrt(d2) * 1.000001);
+    bound_ = std::min(bound_, rootRoundedUp(d2));
   }
 
   // Squares of the distances from the point to the two halves of an axis; summed over the axes they are those
@@ -246,6 +250,7 @@ class MeshClosestPoint::Context : public qv::ImplBase {
     const int count = frame.count;
     qvUtil::prefetch(list);
     aimAt(frame);
+    if (best2_ == kFarthest) lookAhead(list, count, group);
     Waiting waiting;
     for (int i = 0; i < count; i += 4, ++group) {
       unsigned near = nearOnes(*group) & ((2u << std::min(3, count - 1 - i)) - 1);
@@ -265,8 +270,27 @@ class MeshClosestPoint::Context : public qv::ImplBase {
     }
   }
 
-  // Bit k: the box of triangle k is nearer than the best. NaN rules nothing out.
-  unsigned nearOnes(const VoxelBoxes::Group& group) const {
+  // In the first voxel, bounds the answer by the triangle whose box is nearest, so that not every other one
+  // before it in the list has to be measured. It is measured again when its turn comes: the first of equals
+  // has to stay.
+  void lookAhead(int const* list, int count, VoxelBoxes::Group const* group) {
+    int nearest = list[0];
+    float nearest2 = std::numeric_limits<float>::infinity();
+    for (int i = 0; i < count; i += 4, ++group) {
+      float distances2[4];
+      boxDistances2(*group).store(distances2);
+      for (int k = 0; k < 4 && i + k < count; ++k)
+        if (distances2[k] < nearest2) {
+          nearest2 = distances2[k];
+          nearest = list[i + k];
+        }
+    }
+    const MeshCoord coord = meshTriClosestPt(vertices_, triangles_, nearest, p_);
+    if (coord.valid()) bound_ = rootRoundedUp(distance2(coord.evaluate(vertices_, triangles_), p_));
+  }
+
+  // Squared, and less a margin for rounding.
+  Float4 boxDistances2(const VoxelBoxes::Group& group) const {
     Float4 sum;
     const Float4 margin(filter_.margin());
     for (int k = 0; k < 3; ++k) {
@@ -275,8 +299,11 @@ class MeshClosestPoint::Context : public qv::ImplBase {
       const Float4 gap = max(Float4(), max(below, above) - margin);
       sum = sum + gap * gap;
     }
-    const Float4 bound(bestRoundedUp_ * bestRoundedUp_ * 1.00001f);
-    return ~static_cast<unsigned>(signBits(sum > bound)) & 15u;
+    return sum;
+  }
+  // Bit k: the box of triangle k is nearer than the best. NaN rules nothing out.
+  unsigned nearOnes(const VoxelBoxes::Group& group) const {
+    return ~static_cast<unsigned>(signBits(boxDistances2(group) > Float4(bound_ * bound_ * 1.00001f))) & 15u;
   }
 
   void measure(Waiting& waiting) {
@@ -284,9 +311,8 @@ class MeshClosestPoint::Context : public qv::ImplBase {
     for (int k = waiting.count; k < 4; ++k) waiting.tri[k] = waiting.tri[0];
     const unsigned all = (1u << waiting.count) - 1;
     // Two squares of a bound this large, and their error, still are floats.
-    unsigned near = bestRoundedUp_ < 1e18f
-                        ? filter_.mayBeNearer(bestRoundedUp_, vertices_, triangles_, waiting.tri) & all
-                        : all;
+    unsigned near =
+        bound_ < 1e18f ? filter_.mayBeNearer(bound_, vertices_, triangles_, waiting.tri) & all : all;
     for (int k = 0; near != 0; ++k, near >>= 1)
       if (near & 1) measure(waiting.tri[k]);
     waiting.count = 0;
@@ -312,7 +338,7 @@ class MeshClosestPoint::Context : public qv::ImplBase {
   Point p_;
   DistanceFilter filter_;
   double best2_ = 0;
-  float bestRoundedUp_ = 0;
+  float bound_ = 0;  // on the distance of the answer, rounded up
   MeshCoord* coord_ = nullptr;
 
   // And of the voxel.
