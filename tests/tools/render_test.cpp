@@ -59,31 +59,24 @@ TEST_F(Render, ShowsTheMeshInTheMiddle) {
   const Decoded clear(pictureOf("cube.obj --background transparent --ao 0"));
   EXPECT_EQ(clear.at(0, 0)[3], 0);
   EXPECT_EQ(clear.at(30, 20)[3], 255);
-  // Each side of a box has one normal, up to its edges, and the view decides which is seen.
-  const Decoded front(pictureOf("cube.obj --color normal --view front --ao 0"));
-  EXPECT_EQ(front.at(30, 20), front.at(36, 26));
-  EXPECT_GT(front.at(30, 20)[2], front.at(30, 20)[0]) << "+z is blue";
-  const Decoded right(pictureOf("cube.obj --color normal --view x --up z --ao 0"));
-  EXPECT_GT(right.at(30, 20)[0], right.at(30, 20)[2]) << "+x is red";
+  const Pixel right = Decoded(pictureOf("cube.obj --color normal --view right --up z --ao 0")).at(30, 20);
+  EXPECT_GT(right[0], right[2]) << "+x is red";
 }
 
 TEST_F(Render, ColoursByScalarsWhateverElseTheMeshHolds) {
-  // A square, a triangle without area, one that is nowhere, and a vertex far away that nothing uses.
+  // A vertex far away that nothing uses, a square, a triangle without area, and one that is nowhere.
   folder.write("square.qvm",
-               "6 4\n0 0 0\n1 0 0\n1 1 0\n0 1 0\nnan 0 0\n1e9 0 0\n3 0 1 2\n3 0 2 3\n3 0 0 1\n3 0 1 4\n");
-  folder.write("x.txt", "0\n1\n1\n0\n5\n5\n");
+               "6 4\n1e9 0 0\n0 0 0\n1 0 0\n1 1 0\n0 1 0\nnan 0 0\n3 1 2 3\n3 1 3 4\n3 1 1 2\n3 1 2 5\n");
+  folder.write("x.txt", "5\n0\n1\n1\n0\n5\n");
   const Decoded ramp(pictureOf("square.qvm --view z --scalars x.txt --range 0 1"));
   const Pixel low = ramp.at(14, 20), high = ramp.at(46, 20);
   EXPECT_NE(ramp.at(30, 3), kWhite) << "the square fills the picture";
   EXPECT_GT(low[2], low[1]) << "violet";
   EXPECT_GT(high[1], 2 * high[2]) << "yellow";
 
-  folder.write("empty.obj", "");
   folder.write("nan.qvm", "3 1\nnan 0 0\n0 inf 0\n0 0 1\n3 0 1 2\n");
-  for (const std::string mesh : {"empty.obj", "nan.qvm"}) {
-    EXPECT_EQ(Decoded(pictureOf(mesh + " --background '#ff0000'")).at(30, 20), (Pixel{255, 0, 0, 255}));
-    EXPECT_THAT(folder.read("err.txt"), testing::HasSubstr("no triangles to show"));
-  }
+  EXPECT_EQ(Decoded(pictureOf("nan.qvm --background '#ff0000'")).at(30, 20), (Pixel{255, 0, 0, 255}));
+  EXPECT_THAT(folder.read("err.txt"), testing::HasSubstr("no triangles to show"));
 }
 
 TEST_F(Render, RefusesWhatMakesNoSense) {
@@ -94,13 +87,12 @@ TEST_F(Render, RefusesWhatMakesNoSense) {
     int code;
     const char* message;
   };
-  for (const Case& c : {Case{"--size 0x5", 2, "--size"}, Case{"--size 5", 2, "--size"},
-                        Case{"--view 0,0,0", 2, "no direction"}, Case{"--view 1,2", 2, "--view"},
-                        Case{"--up askew", 2, "--up"}, Case{"--samples 6", 2, "power of two"},
-                        Case{"--ao 3", 2, "multiple of 4"}, Case{"--background pink", 2, "--background"},
-                        Case{"--scalars two.txt --color normal", 2, "excludes"},
-                        Case{"--scalars two.txt", 3, "2 numbers for the 3 vertices"},
-                        Case{"--size 8x8 -o none/x.png", 4, "none/x.png: No such file"}}) {
+  for (const Case& c :
+       {Case{"--size 5", 2, "--size"}, Case{"--view 0,0,0", 2, "no direction"}, Case{"--up askew", 2, "--up"},
+        Case{"--samples 6", 2, "power of two"}, Case{"--background pink", 2, "--background"},
+        Case{"--scalars two.txt --color normal", 2, "excludes"},
+        Case{"--scalars two.txt", 3, "2 numbers for the 3 vertices"},
+        Case{"--size 8x8 -o none/x.png", 4, "none/x.png: No such file"}}) {
     const Outcome o = run(std::string("render square.qvm ") + c.arguments + (c.code == 4 ? "" : " -o x.png"));
     EXPECT_EQ(o.code, c.code) << c.arguments;
     EXPECT_THAT(o.err, testing::HasSubstr(c.message));

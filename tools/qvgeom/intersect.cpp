@@ -26,7 +26,7 @@ struct Options {
   bool json = false;
 };
 
-/// Two triangles, and the segment that they share as seen from the first.
+// Two triangles, and the segment that they share as seen from the first.
 struct Crossing {
   int i;
   int j;
@@ -104,7 +104,6 @@ std::vector<Crossing> crossings(SpatialMesh& first, SpatialMesh& second, const q
 // Hands its text on in pieces.
 class Output {
  public:
-  ~Output() = default;
   std::string text;
 
   void flushIfLong() {

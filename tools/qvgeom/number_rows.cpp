@@ -44,7 +44,8 @@ class NumberRows::LineParser {
     if (field.empty() || field.front() == '#') return;
     for (std::size_t found = 0; !field.empty(); field = takeField(rest)) {
       double value = 0;
-      if (!parseNumber(field, value)) fail("'" + shortened(field) + "' is not a finite number");
+      if (!parseNumber(field, value))
+        fail("'" + shortened(field) + "' is not a finite single-precision number");
       if (++found > rows_.columns_) fail(std::to_string(rows_.columns_) + " numbers expected, more found");
       rows_.values_.push_back(value);
     }

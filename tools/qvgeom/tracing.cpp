@@ -20,11 +20,11 @@ using qvLinear::VectorFlt;
 namespace {
 
 // Lengths are in units of the scene, whose radius is 1000.
-constexpr double kLift = 0.15;                   // of secondary rays off their surface
-constexpr double kReach = 1.0 * Scene::kRadius;  // beyond, nothing keeps light away
-constexpr float kSunCap = 0.012f;                // height of the cap that the key light covers: soft shadows
-constexpr int kTile = 4;                         // exponent; pixels that differ lie in tiles of 16 x 16
+constexpr double kLift = 0.15;             // of secondary rays off their surface, above the rounding of a hit
+constexpr double kReach = Scene::kRadius;  // what is farther keeps no light away
 
+constexpr float kSunCap = 0.012f;  // height of the cap of directions that the key light covers: soft shadows
+constexpr int kTile = 4;           // exponent; pixels that differ lie in tiles of 16 x 16
 constexpr double kLeastFacing = 0.02;  // cosine; of shaded normals towards the camera
 
 // In the camera's frame: right, up, back.
@@ -38,9 +38,8 @@ constexpr Light kGround = {{0.17f, 0.145f, 0.13f}};
 // Points of the unit square, from a sequence whose runs cover it evenly: what is drawn at random elsewhere.
 class Sequence {
  public:
-  /// @param run points that are used together; those of a packet are neighbours in u, as rays that go the
-  /// same way
-  ///            are traced faster
+  /// @param run points that are used together; those of a packet are neighbours in u, for rays that go the
+  ///            same way are traced faster
   Sequence(int count, int run) {
     constexpr int kBits = 15;
     qvGeom::HammersleyPermutation2 bits;
@@ -87,8 +86,8 @@ struct Setup {
   Sequence occlusion;
   Sequence shadow;
   Vector key, fill;
-  float keyShare =
-      1;  // of the light that models; where colours are to be read, less of it comes from one side
+  // Of the light: where colours are to be read, less of it comes from one side.
+  float keyShare = 1;
   float skyShare = 1;
   Light plain = fromScreen(0.84f, 0.76f, 0.68f);
 
