@@ -26,9 +26,9 @@ class BoxWalk {
     float const* split = nodes_[node.firstChild].box.max;
     unsigned lower = 0;
     unsigned upper = 0;
-    for (unsigned k = 0; k < 3; ++k) {
-      lower |= (box.min[k] <= split[k] ? 1u : 0u) << k;
-      upper |= (box.max[k] >= split[k] ? 1u : 0u) << k;
+    for (int k = 0; k < 3; ++k) {
+      if (box.min[k] <= split[k]) lower |= 1u << k;
+      if (box.max[k] >= split[k]) upper |= 1u << k;
     }
     for (const int c : order_) {
       const unsigned bits = static_cast<unsigned>(c);

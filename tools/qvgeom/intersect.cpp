@@ -46,9 +46,6 @@ Crossing crossing(const qvGeom::CompactMesh& mesh, const MeshIntersectPair& on,
   return result;
 }
 
-// A piece on a triangle that is a single point has no place on it.
-bool isWhole(const MeshIntersectPair& pair) { return pair.first.valid() && pair.second.valid(); }
-
 qvLinear::AffineMatrix placement(const Options& options) {
   qvLinear::AffineMatrix matrix;
   if (options.matrix.empty()) return matrix;
@@ -77,8 +74,7 @@ std::vector<Crossing> selfCrossings(SpatialMesh& surface, Console& console) {
   console.throwIfInterrupted();
   std::vector<Crossing> result;
   for (std::size_t k = 0; k + 1 < pairs.size(); k += 2)
-    if (isWhole(pairs[k]) && isWhole(pairs[k + 1]))
-      result.push_back(crossing(surface.mesh, pairs[k], pairs[k + 1]));
+    result.push_back(crossing(surface.mesh, pairs[k], pairs[k + 1]));
   return result;
 }
 
@@ -96,8 +92,7 @@ std::vector<Crossing> crossings(SpatialMesh& first, SpatialMesh& second, const q
   console.throwIfInterrupted();
   std::vector<Crossing> result;
   for (std::size_t k = 0; k < onFirst.size(); ++k)
-    if (isWhole(onFirst[k]) && isWhole(onSecond[k]))
-      result.push_back(crossing(first.mesh, onFirst[k], onSecond[k]));
+    result.push_back(crossing(first.mesh, onFirst[k], onSecond[k]));
   return result;
 }
 
