@@ -3,6 +3,7 @@
 /// The whole public surface in one include.
 
 #include "geom/construct/primitives.h"
+#include "geom/edit/edge_swap.h"
 #include "geom/io/counted_format.h"
 #include "geom/io/obj_format.h"
 #include "geom/io/text_sink.h"

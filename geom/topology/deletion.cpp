@@ -72,8 +72,8 @@ void MeshDeleteSelected::operator()() {
 }
 
 void MeshDeleteSelected::deleteAll() {
-  debugChannel().print("meshDeleteSelected:  deleting all vertices(%d) and triangles(%d)\n", mesh_.getNumVertices(),
-                       mesh_.getNumTriangles());
+  debugChannel().print("meshDeleteSelected:  deleting all vertices(%d) and triangles(%d)\n",
+                       mesh_.getNumVertices(), mesh_.getNumTriangles());
   vertexMap_ = qv::Reference<Remap>();
   mesh_.resizeTriangleArray(0);
   mesh_.resizeVertexArray(0);

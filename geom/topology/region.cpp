@@ -168,7 +168,9 @@ void MeshModifyRep::ModifyImpl::deleteOld(Array<int>& finalIndex) {
 }
 
 void MeshModifyRep::merge() { merge(nullptr, nullptr); }
-void MeshModifyRep::merge(Array<int>& vertexMap, ArrayMap<TopoMeshVertex, int>* map) { merge(&vertexMap, map); }
+void MeshModifyRep::merge(Array<int>& vertexMap, ArrayMap<TopoMeshVertex, int>* map) {
+  merge(&vertexMap, map);
+}
 
 void MeshModifyRep::merge(Array<int>* vertexMap, ArrayMap<TopoMeshVertex, int>* map) {
   ModifyImpl& r = *getModify();

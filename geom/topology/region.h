@@ -17,8 +17,8 @@ using qvUtil::ArrayMap;
 
 /// Copies a region of a mesh into a half-edge mesh, for algorithms that walk or edit connectivity.
 ///
-/// The vertex set is to hold the corners of all triangles in the triangle set; a triangle with another corner is
-/// left out of the region. Mesh and adjacency must outlive the object. One thread at a time.
+/// The vertex set is to hold the corners of all triangles in the triangle set; a triangle with another corner
+/// is left out of the region. Mesh and adjacency must outlive the object. One thread at a time.
 class QVGEOM_API MeshConvertRep {
  public:
   /// What both kinds of region know of themselves.
@@ -33,8 +33,9 @@ class QVGEOM_API MeshConvertRep {
   MeshConvertRep& operator=(const MeshConvertRep&) = delete;
   virtual ~MeshConvertRep();
 
-  /// Builds the region, with vertices and faces in the order of the mesh, and twins between neighbours. Prints its
-  /// seconds. A second call returns the same region. It lives as long as this object. O(V + T / 32 + region).
+  /// Builds the region, with vertices and faces in the order of the mesh, and twins between neighbours.
+  /// Prints its seconds. A second call returns the same region. It lives as long as this object. O(V + T / 32
+  /// + region).
   virtual TopoMesh& extract();
 
   /// The region's vertex for one of the mesh; null when that is not in the region or was removed.
@@ -57,7 +58,8 @@ class QVGEOM_API MeshConvertRep {
 ///   ... edit topo; before topo.deleteVertex(v) say region.removeVertex(v) ...
 ///   region.merge();
 ///
-/// Afterwards the records of the mesh describe what it was. An object that is not merged leaves the mesh alone.
+/// Afterwards the records of the mesh describe what it was. An object that is not merged leaves the mesh
+/// alone.
 class QVGEOM_API MeshModifyRep : public MeshConvertRep {
  public:
   MeshModifyRep(CompactMesh& mesh, MeshAdjTris const& adjTris);
@@ -70,15 +72,17 @@ class QVGEOM_API MeshModifyRep : public MeshConvertRep {
   /// To be called before a vertex that came from the mesh is deleted from the region. Others are passed over.
   void removeVertex(TopoMeshVertex v);
 
-  /// Replaces the region's triangles in the mesh by its faces, of which the first three half-edges count. Outside
-  /// the region nothing moves but numbers: what stays keeps its order; the vertices all of whose triangles lay in
-  /// the region, and new ones, follow behind, and then the faces behind all triangles. Vertices on the border of the
-  /// region are moved to where the region has them. Sends one notice, of a topology that was modified, and empties
-  /// the selections; prints its seconds. Nothing happens for a region without triangles, before `extract`, and the
-  /// second time. O(V + T + region log region).
+  /// Replaces the region's triangles in the mesh by its faces, of which the first three half-edges count.
+  /// Outside the region nothing moves but numbers: what stays keeps its order; the vertices all of whose
+  /// triangles lay in the region, and new ones, follow behind, and then the faces behind all triangles.
+  /// Vertices on the border of the region are moved to where the region has them. Sends one notice, of a
+  /// topology that was modified, and empties the selections; prints its seconds. Nothing happens for a region
+  /// without triangles, before `extract`, and the second time. O(V + T + region log region).
   void merge();
-  /// @param vertexMap new number of every old vertex, -1 for those that were removed; entries beyond are for what
-  ///                  the region added. Empty when nothing happens but for a region without triangles: the identity
+  /// @param vertexMap new number of every old vertex, -1 for those that were removed; entries beyond are for
+  /// what
+  ///                  the region added. Empty when nothing happens but for a region without triangles: the
+  ///                  identity
   /// @param map       null, or receives the new number of every vertex of the region
   void merge(Array<int>& vertexMap, ArrayMap<TopoMeshVertex, int>* map);
 

@@ -49,24 +49,29 @@ MeshSelect::MeshSelect(CompactMesh const& mesh, MeshAdjTris const& adjTris, BitV
 }
 
 void MeshSelect::selectVertices(const qvLinear::ProjMatrix& m, qv::vector<qvLinear::Point> const& lasso) {
-  debugChannel().print("MeshSelect::selectVertices: vertices(%d) triangles(%d)\n", numVertices_, numTriangles_);
+  debugChannel().print("MeshSelect::selectVertices: vertices(%d) triangles(%d)\n", numVertices_,
+                       numTriangles_);
   Report report("");
   struct ScreenPoint {
     float xy[2];
   };
   qv::vector<ScreenPoint> polygon;
   polygon.reserve(lasso.size() + 1);
-  for (const qvLinear::Point& p : lasso) polygon.push_back({{static_cast<float>(p[0]), static_cast<float>(p[1])}});
+  for (const qvLinear::Point& p : lasso)
+    polygon.push_back({{static_cast<float>(p[0]), static_cast<float>(p[1])}});
   if (!polygon.empty()) polygon.push_back(polygon.front());
   float matrix[16];
   for (int i = 0; i < 16; ++i) matrix[i] = static_cast<float>(m.m[i]);
   for (int v = 0; v < numVertices_; ++v) {
     const MeshVertex& p = meshVertices_[v];
-    const auto row = [&](int r) { return matrix[r] * p.x + matrix[4 + r] * p.y + matrix[8 + r] * p.z + matrix[12 + r]; };
+    const auto row = [&](int r) {
+      return matrix[r] * p.x + matrix[4 + r] * p.y + matrix[8 + r] * p.z + matrix[12 + r];
+    };
     const float w = row(3);
     const float onScreen[2] = {row(0) / w, row(1) / w};
-    if (!lasso.empty() && pointPolygonIntersect2D(onScreen, reinterpret_cast<float const(*)[2]>(polygon.data()),
-                                                  static_cast<int>(lasso.size())))
+    if (!lasso.empty() &&
+        pointPolygonIntersect2D(onScreen, reinterpret_cast<float const(*)[2]>(polygon.data()),
+                                static_cast<int>(lasso.size())))
       vertices_.setBit(v);
   }
   report.vertices(vertices_);

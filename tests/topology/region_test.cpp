@@ -1,8 +1,8 @@
 #include "geom/topology/region.h"
 
 #include <algorithm>
-#include <gtest/gtest.h>
 #include <array>
+#include <gtest/gtest.h>
 #include <map>
 #include <optional>
 #include <random>
@@ -68,7 +68,8 @@ TEST(Region, UneditedComesBackBehindTheRest) {
   ArrayMap<TopoMeshVertex, int> ofRegion(-1);
   region.rep->merge(map, &ofRegion);
   EXPECT_EQ(std::vector<int>(map.begin(), map.begin() + 9), (std::vector<int>{6, 0, 1, 2, 7, 3, 4, 5, 8}));
-  EXPECT_EQ(indicesOf(mesh), (std::vector<int>{0, 3, 1, 2, 4, 5, 6, 2, 7, 6, 7, 0, 0, 7, 3, 2, 5, 7, 7, 5, 8, 7, 8, 3}));
+  EXPECT_EQ(indicesOf(mesh),
+            (std::vector<int>{0, 3, 1, 2, 4, 5, 6, 2, 7, 6, 7, 0, 0, 7, 3, 2, 5, 7, 7, 5, 8, 7, 8, 3}));
   EXPECT_TRUE(region.notices == 1 && mesh.getSelectedVertices().size() == 0);
   for (const auto& [x, index] : ofRegion) EXPECT_EQ(cornerOf(x), cornerOf(mesh.getVertices()[index]));
   region.rep->merge();
@@ -96,7 +97,9 @@ void edit(TopoMesh& topo, MeshModifyRep& rep, std::mt19937& random) {
   for (TopoMeshEdge e = topo.firstEdge(); e; e = e.nextInMesh()) edges.push_back(e);
   if (edges.empty()) return;
   const TopoMeshEdge e = edges[random() % edges.size()];
-  const auto near = [&](const Point& p) { return p + 0.01 * qvLinear::Vector(double(random() % 9), double(random() % 9), 1); };
+  const auto near = [&](const Point& p) {
+    return p + 0.01 * qvLinear::Vector(double(random() % 9), double(random() % 9), 1);
+  };
   switch (random() % 5) {
     case 0:
       topo.swapEdge(e);
@@ -144,7 +147,8 @@ TEST(Region, MergesWhatItWasEditedTo) {
     // Border vertices carry outside triangles along.
     std::map<Corner, Corner> moved;
     for (int v = 0; v < old.getNumVertices(); ++v)
-      if (const TopoMeshVertex x = region.rep->getTopoMeshVertex(v)) moved[cornerOf(old.getVertices()[v])] = cornerOf(x);
+      if (const TopoMeshVertex x = region.rep->getTopoMeshVertex(v))
+        moved[cornerOf(old.getVertices()[v])] = cornerOf(x);
     for (Face& face : expected)
       for (Corner& c : face)
         if (moved.count(c)) c = moved[c];
@@ -153,7 +157,8 @@ TEST(Region, MergesWhatItWasEditedTo) {
       expected.push_back({cornerOf(e.start()), cornerOf(e.end()), cornerOf(e.next().end())});
     }
     std::vector<TopoMeshVertex> kept(static_cast<std::size_t>(old.getNumVertices()));
-    for (int v = 0; v < old.getNumVertices(); ++v) kept[static_cast<std::size_t>(v)] = region.rep->getTopoMeshVertex(v);
+    for (int v = 0; v < old.getNumVertices(); ++v)
+      kept[static_cast<std::size_t>(v)] = region.rep->getTopoMeshVertex(v);
 
     Array<int> map;
     region.rep->merge(map, nullptr);
@@ -170,8 +175,9 @@ TEST(Region, MergesWhatItWasEditedTo) {
       if (map[v] < 0) continue;
       ASSERT_LT(map[v], mesh.getNumVertices());
       const Corner corner = cornerOf(mesh.getVertices()[map[v]]);
-      ASSERT_EQ(corner, inRegion || !kept[static_cast<std::size_t>(v)] ? cornerOf(old.getVertices()[v])
-                                                                       : cornerOf(kept[static_cast<std::size_t>(v)]));
+      ASSERT_EQ(corner, inRegion || !kept[static_cast<std::size_t>(v)]
+                            ? cornerOf(old.getVertices()[v])
+                            : cornerOf(kept[static_cast<std::size_t>(v)]));
     }
     std::sort(images.begin(), images.end());
     ASSERT_EQ(std::adjacent_find(images.begin(), images.end()), images.end()) << "no two become one";

@@ -58,7 +58,8 @@ TEST(MeshSelect, DerivesAndGrowsSelections) {
                          "MeshSelect::selectTrianglesRecursive()\n",       "   ",
                          "MeshSelect::selectTrianglesRecursive()\n",       "   "};
   ASSERT_EQ(log.messages.size(), std::size(heads));
-  for (std::size_t i = 0; i < std::size(heads); ++i) EXPECT_EQ(log.messages[i].find(heads[i]), 0u) << log.messages[i];
+  for (std::size_t i = 0; i < std::size(heads); ++i)
+    EXPECT_EQ(log.messages[i].find(heads[i]), 0u) << log.messages[i];
 
   // Around a corner, an edge and the inside of triangle 0; nothing is cleared.
   const auto count = [&](double a, double b, double c, int tri) {
@@ -130,7 +131,8 @@ TEST(MeshDeleteSelected, KeepsWhatIsUsedAndSaysWhatWent) {
     }
   };
   const shapes::Tris two{{0, 1, 2}, {2, 1, 3}};
-  deleted(two, {0}, {0, 1, 2, 3}, {1, 0, 2}, {-1, 0, 1, 2}, "meshDeleteSelected:  vertices 4(4)  triangles 1(2)\n");
+  deleted(two, {0}, {0, 1, 2, 3}, {1, 0, 2}, {-1, 0, 1, 2},
+          "meshDeleteSelected:  vertices 4(4)  triangles 1(2)\n");
   deleted(two, {0}, {}, {2, 1, 3}, {0, 1, 2, 3}, "meshDeleteSelected:  vertices 0(4)  triangles 1(2)\n");
   deleted(two, {1}, {0, 1}, {0, 1, 2}, {0, 1, 2, 3}, "meshDeleteSelected:  vertices 2(4)  triangles 1(2)\n");
   deleted(two, {0, 1}, {1}, {}, {}, "meshDeleteSelected:  deleting all vertices(4) and triangles(2)\n");

@@ -8,10 +8,11 @@
 
 namespace qvUtil {
 
-/// Map in one array of (key, value) pairs sorted by key, for maps that are built once and then asked often. A value
-/// that equals the default counts as absent, and erasing sets it.
+/// Map in one array of (key, value) pairs sorted by key, for maps that are built once and then asked often. A
+/// value that equals the default counts as absent, and erasing sets it.
 ///
-/// Pairs that are appended are not found until `sort`. Keys are appended once, or again after having been erased.
+/// Pairs that are appended are not found until `sort`. Keys are appended once, or again after having been
+/// erased.
 template <typename K, typename V>
 class ArrayMap {
  public:
@@ -25,7 +26,8 @@ class ArrayMap {
   void sort() {
     std::erase_if(pairs_, [&](const Pair& p) { return p.second == default_; });
     const auto less = [](const Pair& a, const Pair& b) { return a.first < b.first; };
-    if (!std::is_sorted(pairs_.begin(), pairs_.end(), less)) std::stable_sort(pairs_.begin(), pairs_.end(), less);
+    if (!std::is_sorted(pairs_.begin(), pairs_.end(), less))
+      std::stable_sort(pairs_.begin(), pairs_.end(), less);
     sorted_ = pairs_.size();
   }
 

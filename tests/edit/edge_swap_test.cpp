@@ -1,0 +1,115 @@
+#include "geom/edit/edge_swap.h"
+
+#include <cmath>
+#include <gtest/gtest.h>
+#include <random>
+
+#include "tests/support/topo_build.h"
+#include "tests/support/topo_checks.h"
+
+namespace qvGeom {
+namespace {
+
+using qvLinear::Point;
+using test::buildTopo;
+using test::topoGrid;
+using test::topoTorus;
+
+// Two triangles, (q0, q1, q2) and (q1, q0, q3), and the half-edge between them.
+TopoMeshEdge twoTriangles(TopoMesh& mesh, const Point (&q)[4]) {
+  TopoMeshVertex v[4];
+  for (int i = 0; i < 4; ++i) v[i] = mesh.allocVertex(q[i]);
+  const TopoMeshEdge e = mesh.allocTriangle(v[0], v[1], v[2]).firstEdge();
+  mesh.setTwins(e, mesh.allocTriangle(v[1], v[0], v[3]).firstEdge());
+  return e;
+}
+
+using Veto = void (*)(TopoMeshEdge, bool&);
+
+TEST(EdgeSwap, TestsVetoAtTheirBounds) {
+  const double half = 0.5, tilt = 0.02;
+  struct Case {
+    const char* name;
+    Point q[4];
+    Veto test;
+    bool veto;
+  };
+  for (const Case& c : {Case{"thin", {{-1, 0, 0}, {1, 0, 0}, {0, 0.2, 0}, {0, -0.2, 0}}, MeshEdgeSwapper::minimizeOppositeAngleSum, false},
+                        Case{"square", {{0, 0, 0}, {1, 1, 0}, {0, 1, 0}, {1, 0, 0}}, MeshEdgeSwapper::minimizeOppositeAngleSum, true},
+                        Case{"flat", {{-1, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, -1, 0}}, MeshEdgeSwapper::preventFoldover, false},
+                        Case{"right angle", {{-half, 0, half}, {half, 0, half}, {0, 1, 0}, {0, -1, 0}}, MeshEdgeSwapper::preventFoldover, false},
+                        Case{"sharper", {{-half, 0, half + 1e-3}, {half, 0, half + 1e-3}, {0, 1, 0}, {0, -1, 0}}, MeshEdgeSwapper::preventFoldover, true},
+                        Case{"no normal", {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, -1, 0}}, MeshEdgeSwapper::preventFoldover, true},
+                        Case{"boundary", {{-1, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, -1, 0}}, MeshEdgeSwapper::preserveBoundary, true},
+                        Case{"nearly flat", {{-1, 0, tilt / 2}, {1, 0, tilt / 2}, {0, 1, 0}, {0, -1, 0}}, MeshEdgeSwapper::preserveFeatures, false},
+                        Case{"crease", {{-1, 0, 2 * tilt}, {1, 0, 2 * tilt}, {0, 1, 0}, {0, -1, 0}}, MeshEdgeSwapper::preserveFeatures, true},
+                        Case{"NaN", {{NAN, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, -1, 0}}, MeshEdgeSwapper::minimizeOppositeAngleSum, true}}) {
+    TopoMesh mesh;
+    bool veto = false;
+    c.test(twoTriangles(mesh, c.q), veto);
+    EXPECT_EQ(veto, c.veto) << c.name;
+    veto = true;
+    c.test(mesh.firstEdge(), veto);
+    EXPECT_TRUE(veto) << c.name << ": a veto stays";
+  }
+}
+
+TEST(EdgeSwap, NeedsATestAndATwin) {
+  TopoMesh mesh;
+  const TopoMeshEdge e = twoTriangles(mesh, {{-1, 0, 0}, {1, 0, 0}, {0, 0.2, 0}, {0, -0.2, 0}});
+  MeshEdgeSwapper swapper;
+  EXPECT_EQ(meshSwapEdgesRepeatedly(mesh, swapper), 0);
+  qvRTB::SignalBase client;
+  qvRTB::Connection connection = swapper.getVetoSignal().connect(client, MeshEdgeSwapper::minimizeOppositeAngleSum);
+  EXPECT_FALSE(swapper.shouldSwap(e.next()));
+  EXPECT_TRUE(swapper.shouldSwap(e));
+  connection.setActive(false);
+  swapper.getVetoSignal().connect(client, MeshEdgeSwapper::preserveBoundary);
+  EXPECT_FALSE(swapper.shouldSwap(e));
+  swapper.clearVetoSignal();
+  EXPECT_FALSE(swapper.shouldSwap(e));
+  swapper.getVetoSignal().connect(client, MeshEdgeSwapper::minimizeOppositeAngleSum);
+  const qv::set<TopoMeshEdge> edges{e, e.twin(), e.next()};
+  EXPECT_EQ(meshSwapEdgesRepeatedly(mesh, edges, swapper), 1);
+  EXPECT_EQ(meshSwapEdgesRepeatedly(mesh, swapper), 0);
+}
+
+// Any test is obeyed, also one that never has enough.
+TEST(EdgeSwap, EndsForEveryTest) {
+  TopoMesh mesh;
+  buildTopo(mesh, topoTorus(6, 5));
+  struct Eager : MeshEdgeSwapper {
+    bool shouldSwap(TopoMeshEdge) override { return true; }
+  } eager;
+  EXPECT_GT(meshSwapEdgesRepeatedly(mesh, eager), 1000);
+  EXPECT_TRUE(mesh.validate());
+}
+
+// In the plane, least opposite angles make every inner edge locally Delaunay.
+TEST(EdgeSwap, MakesPlanarMeshesDelaunay) {
+  for (unsigned seed = 0; seed < 40; ++seed) {
+    SCOPED_TRACE(testing::Message() << "seed " << seed);
+    std::mt19937 random(seed);
+    std::uniform_real_distribution<double> shift(-0.3, 0.3);
+    TopoMesh mesh;
+    for (const TopoMeshVertex v : buildTopo(mesh, topoGrid(9, 7)))
+      v.setPoint({v.point()[0] + shift(random), v.point()[1] + shift(random), 0});
+    MeshEdgeSwapper swapper;
+    qvRTB::SignalBase client;
+    swapper.getVetoSignal().connect(client, MeshEdgeSwapper::minimizeOppositeAngleSum);
+    swapper.getVetoSignal().connect(client, MeshEdgeSwapper::preventFoldover);
+    const int faces = mesh.numFaces(), edges = mesh.numEdges();
+    EXPECT_GT(meshSwapEdgesRepeatedly(mesh, swapper), 0);
+    EXPECT_EQ(meshSwapEdgesOnce(mesh, swapper), 0);
+    EXPECT_TRUE(mesh.validate() && mesh.numFaces() == faces && mesh.numEdges() == edges);
+    for (TopoMeshEdge e = mesh.firstEdge(); e; e = e.nextInMesh()) {
+      if (!e.twin()) continue;
+      const Point p[] = {e.start().point(), e.end().point(), e.prev().start().point(), e.twin().prev().start().point()};
+      const double sum = qvLinear::angle(p[0] - p[2], p[1] - p[2]) + qvLinear::angle(p[0] - p[3], p[1] - p[3]);
+      EXPECT_LE(sum, M_PI + 1e-9);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace qvGeom
