@@ -19,8 +19,7 @@ struct Quadrilateral {
   TopoMeshVertex q[4];
   Point p[4];
 
-  explicit Quadrilateral(TopoMeshEdge e)
-      : q{e.start(), e.end(), e.prev().start(), e.twin().prev().start()} {
+  explicit Quadrilateral(TopoMeshEdge e) : q{e.start(), e.end(), e.prev().start(), e.twin().prev().start()} {
     for (int i = 0; i < 4; ++i) p[i] = q[i].point();
   }
   // At corner `at`, between the directions to two others.
@@ -71,7 +70,8 @@ void MeshEdgeSwapper::preventFoldover(TopoMeshEdge e, bool& veto) {
 
 void MeshEdgeSwapper::preserveBoundary(TopoMeshEdge e, bool& veto) {
   const Quadrilateral q(e);
-  if ((q.q[0].onBoundary() && q.q[1].onBoundary()) || (q.q[2].onBoundary() && q.q[3].onBoundary())) veto = true;
+  if ((q.q[0].onBoundary() && q.q[1].onBoundary()) || (q.q[2].onBoundary() && q.q[3].onBoundary()))
+    veto = true;
 }
 
 void MeshEdgeSwapper::preserveFeatures(TopoMeshEdge e, bool& veto) {

@@ -15,8 +15,8 @@ namespace qvGeom {
 ///   swapper.getVetoSignal().connect(client, MeshEdgeSwapper::preventFoldover);
 ///   meshSwapEdgesRepeatedly(mesh, swapper);
 ///
-/// Tests look at the two triangles beside a half-edge e from q0 to q1, with third vertices q2 in e's face and q3 in
-/// its twin's. Swapping replaces the edge q0 q1 by q2 q3. One thread at a time.
+/// Tests look at the two triangles beside a half-edge e from q0 to q1, with third vertices q2 in e's face and
+/// q3 in its twin's. Swapping replaces the edge q0 q1 by q2 q3. One thread at a time.
 class QVGEOM_API MeshEdgeSwapper {
  public:
   using VetoSignal = qvRTB::Signal2Args<TopoMeshEdge, bool&>;
@@ -26,8 +26,8 @@ class QVGEOM_API MeshEdgeSwapper {
   MeshEdgeSwapper(const MeshEdgeSwapper&) = delete;
   MeshEdgeSwapper& operator=(const MeshEdgeSwapper&) = delete;
 
-  /// The tests, in the order in which they are asked. One that forbids a swap sets its second argument; all others
-  /// leave it alone.
+  /// The tests, in the order in which they are asked. One that forbids a swap sets its second argument; all
+  /// others leave it alone.
   VetoSignal& getVetoSignal();
   /// Ends all connections.
   void clearVetoSignal();
@@ -42,22 +42,24 @@ class QVGEOM_API MeshEdgeSwapper {
   static void preventFoldover(TopoMeshEdge e, bool& veto);
   /// Vetoes when both ends, of the edge or of the new one, are on the boundary.
   static void preserveBoundary(TopoMeshEdge e, bool& veto);
-  /// Vetoes when the signed angles between the two triangles, as they are and as they would be, differ by more than
-  /// 2.5 degrees: the swap would turn a crease.
+  /// Vetoes when the signed angles between the two triangles, as they are and as they would be, differ by
+  /// more than 2.5 degrees: the swap would turn a crease.
   static void preserveFeatures(TopoMeshEdge e, bool& veto);
 
  private:
   std::unique_ptr<VetoSignal> veto_;
 };
 
-/// Sweeps once over the inner edges of the mesh, in the order of the half-edges and each from the older of its two,
-/// and swaps those that `swapper` allows and TopoMesh::swapEdge does not refuse. @return number of swaps
+/// Sweeps once over the inner edges of the mesh, in the order of the half-edges and each from the older of
+/// its two, and swaps those that `swapper` allows and TopoMesh::swapEdge does not refuse. @return number of
+/// swaps
 QVGEOM_API int meshSwapEdgesOnce(TopoMesh& mesh, MeshEdgeSwapper& swapper);
 /// The same over the given half-edges, in the order of the set; those without a twin are passed over.
-QVGEOM_API int meshSwapEdgesOnce(TopoMesh& mesh, qv::set<TopoMeshEdge> const& edges, MeshEdgeSwapper& swapper);
+QVGEOM_API int meshSwapEdgesOnce(TopoMesh& mesh, qv::set<TopoMeshEdge> const& edges,
+                                 MeshEdgeSwapper& swapper);
 
-/// Sweeps until nothing is swapped any more; a thousand times at most, since tests of the caller's may disagree for
-/// ever. @return number of swaps
+/// Sweeps until nothing is swapped any more; a thousand times at most, since tests of the caller's may
+/// disagree for ever. @return number of swaps
 QVGEOM_API int meshSwapEdgesRepeatedly(TopoMesh& mesh, MeshEdgeSwapper& swapper);
 QVGEOM_API int meshSwapEdgesRepeatedly(TopoMesh& mesh, qv::set<TopoMeshEdge> const& edges,
                                        MeshEdgeSwapper& swapper);

@@ -34,16 +34,44 @@ TEST(EdgeSwap, TestsVetoAtTheirBounds) {
     Veto test;
     bool veto;
   };
-  for (const Case& c : {Case{"thin", {{-1, 0, 0}, {1, 0, 0}, {0, 0.2, 0}, {0, -0.2, 0}}, MeshEdgeSwapper::minimizeOppositeAngleSum, false},
-                        Case{"square", {{0, 0, 0}, {1, 1, 0}, {0, 1, 0}, {1, 0, 0}}, MeshEdgeSwapper::minimizeOppositeAngleSum, true},
-                        Case{"flat", {{-1, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, -1, 0}}, MeshEdgeSwapper::preventFoldover, false},
-                        Case{"right angle", {{-half, 0, half}, {half, 0, half}, {0, 1, 0}, {0, -1, 0}}, MeshEdgeSwapper::preventFoldover, false},
-                        Case{"sharper", {{-half, 0, half + 1e-3}, {half, 0, half + 1e-3}, {0, 1, 0}, {0, -1, 0}}, MeshEdgeSwapper::preventFoldover, true},
-                        Case{"no normal", {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, -1, 0}}, MeshEdgeSwapper::preventFoldover, true},
-                        Case{"boundary", {{-1, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, -1, 0}}, MeshEdgeSwapper::preserveBoundary, true},
-                        Case{"nearly flat", {{-1, 0, tilt / 2}, {1, 0, tilt / 2}, {0, 1, 0}, {0, -1, 0}}, MeshEdgeSwapper::preserveFeatures, false},
-                        Case{"crease", {{-1, 0, 2 * tilt}, {1, 0, 2 * tilt}, {0, 1, 0}, {0, -1, 0}}, MeshEdgeSwapper::preserveFeatures, true},
-                        Case{"NaN", {{NAN, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, -1, 0}}, MeshEdgeSwapper::minimizeOppositeAngleSum, true}}) {
+  for (const Case& c :
+       {Case{"thin",
+             {{-1, 0, 0}, {1, 0, 0}, {0, 0.2, 0}, {0, -0.2, 0}},
+             MeshEdgeSwapper::minimizeOppositeAngleSum,
+             false},
+        Case{"square",
+             {{0, 0, 0}, {1, 1, 0}, {0, 1, 0}, {1, 0, 0}},
+             MeshEdgeSwapper::minimizeOppositeAngleSum,
+             true},
+        Case{"flat", {{-1, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, -1, 0}}, MeshEdgeSwapper::preventFoldover, false},
+        Case{"right angle",
+             {{-half, 0, half}, {half, 0, half}, {0, 1, 0}, {0, -1, 0}},
+             MeshEdgeSwapper::preventFoldover,
+             false},
+        Case{"sharper",
+             {{-half, 0, half + 1e-3}, {half, 0, half + 1e-3}, {0, 1, 0}, {0, -1, 0}},
+             MeshEdgeSwapper::preventFoldover,
+             true},
+        Case{"no normal",
+             {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, -1, 0}},
+             MeshEdgeSwapper::preventFoldover,
+             true},
+        Case{"boundary",
+             {{-1, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, -1, 0}},
+             MeshEdgeSwapper::preserveBoundary,
+             true},
+        Case{"nearly flat",
+             {{-1, 0, tilt / 2}, {1, 0, tilt / 2}, {0, 1, 0}, {0, -1, 0}},
+             MeshEdgeSwapper::preserveFeatures,
+             false},
+        Case{"crease",
+             {{-1, 0, 2 * tilt}, {1, 0, 2 * tilt}, {0, 1, 0}, {0, -1, 0}},
+             MeshEdgeSwapper::preserveFeatures,
+             true},
+        Case{"NaN",
+             {{NAN, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, -1, 0}},
+             MeshEdgeSwapper::minimizeOppositeAngleSum,
+             true}}) {
     TopoMesh mesh;
     bool veto = false;
     c.test(twoTriangles(mesh, c.q), veto);
@@ -60,7 +88,8 @@ TEST(EdgeSwap, NeedsATestAndATwin) {
   MeshEdgeSwapper swapper;
   EXPECT_EQ(meshSwapEdgesRepeatedly(mesh, swapper), 0);
   qvRTB::SignalBase client;
-  qvRTB::Connection connection = swapper.getVetoSignal().connect(client, MeshEdgeSwapper::minimizeOppositeAngleSum);
+  qvRTB::Connection connection =
+      swapper.getVetoSignal().connect(client, MeshEdgeSwapper::minimizeOppositeAngleSum);
   EXPECT_FALSE(swapper.shouldSwap(e.next()));
   EXPECT_TRUE(swapper.shouldSwap(e));
   connection.setActive(false);
@@ -104,8 +133,10 @@ TEST(EdgeSwap, MakesPlanarMeshesDelaunay) {
     EXPECT_TRUE(mesh.validate() && mesh.numFaces() == faces && mesh.numEdges() == edges);
     for (TopoMeshEdge e = mesh.firstEdge(); e; e = e.nextInMesh()) {
       if (!e.twin()) continue;
-      const Point p[] = {e.start().point(), e.end().point(), e.prev().start().point(), e.twin().prev().start().point()};
-      const double sum = qvLinear::angle(p[0] - p[2], p[1] - p[2]) + qvLinear::angle(p[0] - p[3], p[1] - p[3]);
+      const Point p[] = {e.start().point(), e.end().point(), e.prev().start().point(),
+                         e.twin().prev().start().point()};
+      const double sum =
+          qvLinear::angle(p[0] - p[2], p[1] - p[2]) + qvLinear::angle(p[0] - p[3], p[1] - p[3]);
       EXPECT_LE(sum, M_PI + 1e-9);
     }
   }
