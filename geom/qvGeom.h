@@ -52,7 +52,6 @@
 #include "geom/repair/characteristics.h"
 #include "geom/repair/dihedral_angles.h"
 #include "geom/repair/duplicates.h"
-#include "geom/repair/edge_triangles.h"
 #include "geom/repair/manifold.h"
 #include "geom/repair/orientation.h"
 #include "geom/repair/repair.h"

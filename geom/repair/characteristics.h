@@ -13,8 +13,8 @@
 
 namespace qvGeom {
 
-/// Tests the quality of a mesh, each test once, and remembers what was found until `reset`. It does not listen to
-/// the mesh: whoever changes that resets. The mesh must outlive it. One thread at a time.
+/// Tests the quality of a mesh, each test once, and remembers what was found until `reset`. It does not
+/// listen to the mesh: whoever changes that resets. The mesh must outlive it. One thread at a time.
 class QVGEOM_API MeshCharacteristics : public qv::ReferenceCount {
  public:
   /// Bits that name the tests.
@@ -47,7 +47,8 @@ class QVGEOM_API MeshCharacteristics : public qv::ReferenceCount {
   /// Forgets these tests and what they found.
   void reset(int tests);
 
-  /// Finds the crossings of the mesh with itself, whether or not that was tested. @return whether there are none
+  /// Finds the crossings of the mesh with itself, whether or not that was tested. @return whether there are
+  /// none
   bool computeIntersection();
 
   /// From now on takes records from the caller's cache, which must outlive this.

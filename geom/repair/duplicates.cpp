@@ -32,8 +32,8 @@ struct Rest {
   }
 };
 
-// Triangles are put in buckets by their smallest vertex, where each meets the few others that it could equal. Within
-// a bucket the order is that of their other vertices, and then of their numbers.
+// Triangles are put in buckets by their smallest vertex, where each meets the few others that it could equal.
+// Within a bucket the order is that of their other vertices, and then of their numbers.
 void listDuplicates(CompactMesh const& mesh, qv::vector<int>& duplicates) {
   const int n = mesh.getNumVertices();
   const int t = mesh.getNumTriangles();
@@ -88,27 +88,29 @@ bool meshDuplicateTris(CompactMesh const& mesh, MeshDuplicateTrisResult& result)
     }
   }
   listDuplicates(mesh, result.duplicates);
-  debugChannel().print("meshDuplicateTris:  verts(%d) tris(%d) dup(%d) degenerate(%d) %f s\n", mesh.getNumVertices(),
-                       mesh.getNumTriangles(), static_cast<int>(result.duplicates.size()),
-                       static_cast<int>(result.repeatedIndices.size() + result.coincidentCorners.size()),
-                       watch.stop());
+  debugChannel().print(
+      "meshDuplicateTris:  verts(%d) tris(%d) dup(%d) degenerate(%d) %f s\n", mesh.getNumVertices(),
+      mesh.getNumTriangles(), static_cast<int>(result.duplicates.size()),
+      static_cast<int>(result.repeatedIndices.size() + result.coincidentCorners.size()), watch.stop());
   return static_cast<bool>(result);
 }
 
-void meshRemoveDuplicateTris(CompactMesh& mesh, MeshAdjTris const& adjTris, MeshDuplicateTrisResult const& result) {
+void meshRemoveDuplicateTris(CompactMesh& mesh, MeshAdjTris const& adjTris,
+                             MeshDuplicateTrisResult const& result) {
   if (!result) return;
   qvOS::StopWatch watch;
   watch.start();
   debugChannel().print("qvGeom::meshRemoveDuplicateTris\n");
-  debugChannel().print("           vertices(%d) triangles(%d)\n", mesh.getNumVertices(), mesh.getNumTriangles());
+  debugChannel().print("           vertices(%d) triangles(%d)\n", mesh.getNumVertices(),
+                       mesh.getNumTriangles());
   BitVector& selected = mesh.getSelectedTriangles();
   selected.resize(mesh.getNumTriangles());
   mesh.getSelectedVertices().resize(mesh.getNumVertices());
   for (const auto* list : {&result.duplicates, &result.repeatedIndices, &result.coincidentCorners})
     selected.setBits(static_cast<int>(list->size()), list->data());
   MeshSelect(mesh, adjTris).selectVerticesFromTriangles();
-  debugChannel().print("  selected %d duplicate/degenerate tris: %f s\n", static_cast<int>(selected.numSetBits),
-                       watch.stop());
+  debugChannel().print("  selected %d duplicate/degenerate tris: %f s\n",
+                       static_cast<int>(selected.numSetBits), watch.stop());
   MeshDeleteSelected deleteSelected(mesh);
   deleteSelected();
 }

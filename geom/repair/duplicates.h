@@ -21,13 +21,13 @@ struct QVGEOM_API MeshDuplicateTrisResult {
   void getBadTriangles(CompactMesh const& mesh, qv::vector<int>& bad) const;
 };
 
-/// Finds duplicate and degenerate triangles. One may be both. Degenerate ones are listed ascending, duplicates by
-/// their three vertices, smallest first. Prints the counts and seconds. O(V + T) where no vertex has very many
-/// triangles. @return whether there is any
+/// Finds duplicate and degenerate triangles. One may be both. Degenerate ones are listed ascending,
+/// duplicates by their three vertices, smallest first. Prints the counts and seconds. O(V + T) where no
+/// vertex has very many triangles. @return whether there is any
 QVGEOM_API bool meshDuplicateTris(CompactMesh const& mesh, MeshDuplicateTrisResult& result);
 
-/// Deletes the listed triangles, and the vertices that only they used. Prints the counts and seconds; sends one
-/// notice. Nothing happens, and nothing is printed, without any. @param adjTris of this mesh
+/// Deletes the listed triangles, and the vertices that only they used. Prints the counts and seconds; sends
+/// one notice. Nothing happens, and nothing is printed, without any. @param adjTris of this mesh
 QVGEOM_API void meshRemoveDuplicateTris(CompactMesh& mesh, MeshAdjTris const& adjTris,
                                         MeshDuplicateTrisResult const& result);
 /// The same for those that the mesh has.

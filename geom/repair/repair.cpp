@@ -34,7 +34,8 @@ bool MeshRepair::needsRepair() {
 }
 
 bool MeshRepair::canRepair() {
-  if (passes(Test::GoodTriangles) && passes(Test::Manifold) && hasMobiusStrip()) return isMobiusStripRemovable();
+  if (passes(Test::GoodTriangles) && passes(Test::Manifold) && hasMobiusStrip())
+    return isMobiusStripRemovable();
   return needsRepair();
 }
 

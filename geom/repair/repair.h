@@ -8,10 +8,11 @@
 
 namespace qvGeom {
 
-/// Repairs a mesh step by step, each step one kind of defect, and after each all tests are made anew. In this order:
-/// duplicate and degenerate triangles are deleted; non-manifold edges lose surplus triangles and non-manifold
-/// vertices are split; windings are made consistent; a piece that is one-sided is deleted; triangles that cross
-/// others, and those at folded edges, are deleted, if this is asked for. Holes stay where triangles went.
+/// Repairs a mesh step by step, each step one kind of defect, and after each all tests are made anew. In this
+/// order: duplicate and degenerate triangles are deleted; non-manifold edges lose surplus triangles and
+/// non-manifold vertices are split; windings are made consistent; a piece that is one-sided is deleted;
+/// triangles that cross others, and those at folded edges, are deleted, if this is asked for. Holes stay
+/// where triangles went.
 ///
 /// Every change of the mesh sends its own notice. The mesh must outlive the object. One thread at a time.
 class QVGEOM_API MeshRepair {
@@ -21,8 +22,8 @@ class QVGEOM_API MeshRepair {
 
   /// Handed as it is to MeshCharacteristics::checkGoodAngles, which takes degrees; pi / 2 at first.
   void setMinGoodAngle(double angle) { minGoodAngle_ = angle; }
-  /// Whether folded edges, and crossings of the mesh with itself, are defects. Both off at first. Turning one off
-  /// resets its test.
+  /// Whether folded edges, and crossings of the mesh with itself, are defects. Both off at first. Turning one
+  /// off resets its test.
   void checkGoodAngles(bool check);
   void checkSelfIntersection(bool check);
 
@@ -32,12 +33,13 @@ class QVGEOM_API MeshRepair {
 
   /// Whether some test fails; they are made in the order of the steps, up to the first failure.
   bool needsRepair();
-  /// The same, but that a mesh which could not be oriented can only be repaired where deleting the one-sided piece
-  /// leaves something.
+  /// The same, but that a mesh which could not be oriented can only be repaired where deleting the one-sided
+  /// piece leaves something.
   bool canRepair();
   /// Makes the first step that applies. @return whether one did
   bool repairOnce();
-  /// Makes steps as long as one applies; always ends. @param clean null, or receives whether no test fails then
+  /// Makes steps as long as one applies; always ends. @param clean null, or receives whether no test fails
+  /// then
   /// @return whether any step was made
   bool repairAll(bool* clean);
 

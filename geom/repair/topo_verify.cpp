@@ -45,7 +45,8 @@ bool edgesDistinct(const TopoMesh& mesh) {
 }
 
 bool cyclesSound(const TopoMesh& mesh) {
-  if (!forAllEdges(mesh, [](TopoMeshFace face, TopoMeshEdge edge) { return edge.face() == face; })) return false;
+  if (!forAllEdges(mesh, [](TopoMeshFace face, TopoMeshEdge edge) { return edge.face() == face; }))
+    return false;
   qv::vector<std::pair<std::uint64_t, std::uint64_t>> corners;
   forAllEdges(mesh, [&](TopoMeshFace face, TopoMeshEdge edge) {
     corners.emplace_back(face.number(), edge.start().number());
@@ -65,13 +66,14 @@ qv::vector<std::pair<TopoMeshVertex, TopoMeshFace>> cornersByVertex(const TopoMe
   return corners;
 }
 
-// Whether `holds(fan, corners)` does for every vertex with faces, given the faces that walking around it meets and
-// those that it has, both ascending.
+// Whether `holds(fan, corners)` does for every vertex with faces, given the faces that walking around it
+// meets and those that it has, both ascending.
 template <typename Test>
 bool forAllVertices(const TopoMesh& mesh, const Test& holds) {
   const auto corners = cornersByVertex(mesh);
   for (auto first = corners.begin(); first != corners.end();) {
-    const auto last = std::find_if(first, corners.end(), [&](const auto& c) { return !(c.first == first->first); });
+    const auto last =
+        std::find_if(first, corners.end(), [&](const auto& c) { return !(c.first == first->first); });
     qv::vector<TopoMeshFace> fan, faces;
     for (TopoMeshEdgeVertexIterator it(first->first); it.valid(); it.next()) fan.push_back(it.get().face());
     for (auto c = first; c != last; ++c) faces.push_back(c->second);
@@ -95,8 +97,9 @@ bool MeshVerify::operator()(TopoMesh& mesh, Info const& info) {
         return faces.front() == faces.back() || std::all_of(faces.begin(), faces.end(), isMet);
       }))
     return false;
-  return !info.vertexFans ||
-         forAllVertices(mesh, [](const Faces& fan, const Faces& faces) { return fan.size() == faces.size(); });
+  return !info.vertexFans || forAllVertices(mesh, [](const Faces& fan, const Faces& faces) {
+    return fan.size() == faces.size();
+  });
 }
 
 void meshVerify(CompactMesh const& /*mesh*/) {}

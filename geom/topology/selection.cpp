@@ -4,7 +4,7 @@
 
 #include "geom/model/keel/channels.h"
 #include "geom/model/keel/stop_watch.h"
-#include "geom/planar/polygons.h"
+#include "geom/planar/point_in_polygon.h"
 
 namespace qvGeom {
 namespace {
