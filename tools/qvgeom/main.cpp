@@ -26,7 +26,7 @@ class Program {
  public:
   Program() : app_("Geometric algorithms for triangle meshes", "qvgeom") {
     app_.set_version_flag("--version", "qvgeom " QVGEOM_VERSION_STRING);
-    app_.add_flag("-q,--quiet", options_.quiet, "no warnings, no progress bar");
+    app_.add_flag("-q,--quiet", options_.quiet, "no notes, no warnings, no progress bar");
     app_.add_flag("-v,--verbose", options_.verbose, "show what the library reports of its work");
     app_.add_option("--threads", options_.threads, "number of threads (default: all)")
         ->check(CLI::Range(1, 256));
