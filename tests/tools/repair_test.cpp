@@ -92,10 +92,11 @@ TEST_F(RepairVerbs, ReverseSelectAndSwap) {
 
   // Texture coordinates equal to positions stay with them, whatever the vertices are numbered.
   const CompactMesh rhombus = changed(
-      "v 0 0 0\nv 3 1 0\nv 6 0 0\nv 3 -1 0\nvt 0 0\nvt 3 1\nvt 6 0\nvt 3 -1\nf 1/1 4/4 3/3\nf 1/1 3/3 2/2\n",
+      "v 0 0 0\nv 3 1 0\nv 6 0 0\nv 3 -1 0\nv 3 0 -3\nvt 0 0\nvt 3 1\nvt 6 0\nvt 3 -1\nvt 3 0\n"
+      "f 1/1 4/4 3/3\nf 1/1 3/3 2/2\nf 4/4 1/1 5/5\nf 3/3 4/4 5/5\nf 2/2 3/3 5/5\nf 1/1 2/2 5/5\n",
       "swap-edges");
   EXPECT_THAT(run("swap-edges in.obj -o out.obj").err, HasSubstr("1 edge swapped"));
-  for (int v = 0; v < 4; ++v)
+  for (int v = 0; v < 5; ++v)
     EXPECT_EQ(rhombus.getVertices()[v].x + 10 * rhombus.getVertices()[v].y,
               rhombus.getUVs()[v].u + 10 * rhombus.getUVs()[v].v);
 }
