@@ -31,14 +31,12 @@ struct Step {
 class Repair {
  public:
   Repair(CompactMesh& mesh, const Options& options, Console& console)
-      : mesh_(mesh), options_(options), console_(console), repair_(mesh) {
-    repair_.checkSelfIntersection(options.selfIntersections);
-    repair_.checkGoodAngles(options.angles.has_value());
-    if (options.angles) repair_.setMinGoodAngle(*options.angles);
+      : mesh_(mesh), options_(options), console_(console) {
+    start();
   }
 
   Quality examine() {
-    return tool::examine(mesh_, *repair_.getCharacteristics(), {options_.selfIntersections, options_.angles},
+    return tool::examine(mesh_, *repair_->getCharacteristics(), {options_.selfIntersections, options_.angles},
                          console_);
   }
   /// @return whether the mesh is clean now
@@ -46,6 +44,7 @@ class Repair {
   const std::vector<Step>& steps() const { return steps_; }
 
  private:
+  void start();
   std::string nextDefect();
   bool step();
   void keepUVs(const std::vector<qvGeom::MeshTriangle>& before);
@@ -54,20 +53,33 @@ class Repair {
   CompactMesh& mesh_;
   const Options& options_;
   Console& console_;
-  qvGeom::MeshRepair repair_;
+  std::optional<qvGeom::MeshRepair> repair_;
   std::vector<Step> steps_;
 };
 
+// A driver deletes one one-sided piece and then stops; the parts behind that were not even looked at.
 bool Repair::run() {
   console_.progress().setCaption("repairing");
-  while (step()) console_.throwIfInterrupted();
+  int triangles = 0;
+  do {
+    triangles = mesh_.getNumTriangles();
+    start();
+    while (step()) console_.throwIfInterrupted();
+  } while (repair_->needsRepair() && mesh_.getNumTriangles() < triangles);
   if (!steps_.empty()) refreshNormals(mesh_);
-  return !repair_.needsRepair();
+  return !repair_->needsRepair();
+}
+
+void Repair::start() {
+  repair_.emplace(mesh_);
+  repair_->checkSelfIntersection(options_.selfIntersections);
+  repair_->checkGoodAngles(options_.angles.has_value());
+  if (options_.angles) repair_->setMinGoodAngle(*options_.angles);
 }
 
 // What the next step mends: the order is that of the steps. Empty when nothing is wrong.
 std::string Repair::nextDefect() {
-  MeshCharacteristics& found = *repair_.getCharacteristics();
+  MeshCharacteristics& found = *repair_->getCharacteristics();
   const auto counted = [](int n, const char* one, const char* many) {
     return std::to_string(n) + " " + (n == 1 ? one : many);
   };
@@ -79,7 +91,7 @@ std::string Repair::nextDefect() {
       return counted(edges, "non-manifold edge", "non-manifold edges");
     return counted(found.getNumNonManifoldVertices(), "non-manifold vertex", "non-manifold vertices");
   }
-  if (!found.checkOriented()) return repair_.hasMobiusStrip() ? "one-sided piece" : "inconsistent winding";
+  if (!found.checkOriented()) return repair_->hasMobiusStrip() ? "one-sided piece" : "inconsistent winding";
   if (options_.selfIntersections && !found.checkNonIntersecting())
     return counted(static_cast<int>(found.getIntersectingTriangles().numSetBits), "crossing triangle",
                    "crossing triangles");
@@ -94,7 +106,7 @@ bool Repair::step() {
   Step step{nextDefect(), {mesh_.getNumTriangles(), 0}, {mesh_.getNumVertices(), 0}, 0};
   std::vector<qvGeom::MeshTriangle> before;
   if (mesh_.getUVs()) before.assign(mesh_.getTriangles(), mesh_.getTriangles() + mesh_.getNumTriangles());
-  if (!repair_.repairOnce()) return false;
+  if (!repair_->repairOnce()) return false;
   step.triangles[1] = mesh_.getNumTriangles();
   step.vertices[1] = mesh_.getNumVertices();
   if (step.vertices[1] > step.vertices[0]) keepUVs(before);
