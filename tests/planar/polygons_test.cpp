@@ -53,6 +53,16 @@ Points clip(const Points& in, const Point2& o, const Vector2& d) {
   }
   return out;
 }
+int relationOf(const Point2& p, const Points& ring, double tolerance) {
+  pointPolygonRelation relation = kPointNotClassified;
+  isPointInPolygon(p, ring, relation, tolerance);
+  return relation;
+}
+int relationOf(const Point2& p, const Polyline2d& line, double tolerance) {
+  pointPolygonRelation relation = kPointNotClassified;
+  intersectPointWithPolygon(p, line, relation, tolerance);
+  return relation;
+}
 Points randomConvex(std::mt19937& random) {
   std::uniform_real_distribution<double> uniform(0, 1);
   const int n = 3 + static_cast<int>(random() % 6);
@@ -65,23 +75,21 @@ Points randomConvex(std::mt19937& random) {
   return points;
 }
 
-// Half the polygons have small whole coordinates, so that the test's ray runs through vertices and along
-// edges.
+// Half the polygons have small whole coordinates: the test's ray runs through vertices and along edges.
 TEST(PointInPolygon, AgreesWithTheWindingNumber) {
-  constexpr double kTol = 1e-6;
   for (unsigned seed = 0; seed < 400; ++seed) {
     SCOPED_TRACE(seed);
     std::mt19937 random(seed);
-    const int n = 3 + static_cast<int>(random() % 9);
-    const auto coordinate = [&] { return static_cast<double>(random() % 4096) / (seed % 2 ? 1024 : 1); };
-    const auto next = [&] { return seed % 2 ? coordinate() : std::fmod(coordinate(), 5); };
+    const auto next = [&] {
+      return static_cast<double>(seed % 2 ? random() % 5 * 1024 : random() % 4096) / 1024;
+    };
     Polyline2d open;
-    for (int i = 0; i < n; ++i) open.append({next(), next()}, 0);
-    Points ring = verticesOf(open);
-    ring.push_back(open.getVertex(n - 1));
-    const Polyline2d loop = closed(ring);
-    ring.push_back(ring[0]);
+    Points ring(3 + random() % 9);
     std::vector<float> flat;
+    for (Point2& p : ring) open.append(p = {next(), next()}, 0);
+    const Polyline2d loop = closed(ring);
+    const int n = open.getNumVertices();
+    ring.push_back(ring[0]);
     for (const Point2& p : ring)
       flat.insert(flat.end(), {static_cast<float>(p[0]), static_cast<float>(p[1])});
     for (int q = 0; q < 50; ++q) {
@@ -94,15 +102,13 @@ TEST(PointInPolygon, AgreesWithTheWindingNumber) {
         near = near || isPointOnEdge(ring[i], ring[i + 1], p, 1e-3);
       }
       if (near) continue;
-      const bool inside = std::lround(turn / (2 * M_PI)) % 2 != 0;
-      pointPolygonRelation relations[3];
-      isPointInPolygon(p, ring, relations[0], kTol);
-      intersectPointWithPolygon(p, loop, relations[1], kTol);
-      intersectPointWithPolygon(p, open, relations[2], kTol);
-      for (const auto relation : relations) ASSERT_EQ(relation, inside ? kPointInside : kPointOutside);
-      const float pf[] = {static_cast<float>(p[0]), static_cast<float>(p[1])};
-      const bool found = pointPolygonIntersect2D(pf, reinterpret_cast<const float(*)[2]>(flat.data()), n);
-      ASSERT_TRUE(found == inside || seed % 2 == 0) << "vertices at its height mislead it";
+      const int expected = std::lround(turn / (2 * M_PI)) % 2 != 0 ? kPointInside : kPointOutside;
+      ASSERT_EQ(relationOf(p, ring, 1e-6), expected);
+      for (const Polyline2d& line : {open, loop}) ASSERT_EQ(relationOf(p, line, 1e-6), expected);
+      // Between the heights of vertices, which mislead this one.
+      const float pf[] = {static_cast<float>(p[0]), static_cast<float>(p[1] + 1.0 / 4096)};
+      const bool inside = pointPolygonIntersect2D(pf, reinterpret_cast<const float(*)[2]>(flat.data()), n);
+      ASSERT_EQ(inside, expected == kPointInside);
     }
   }
 }
@@ -110,63 +116,49 @@ TEST(PointInPolygon, AgreesWithTheWindingNumber) {
 TEST(PointInPolygon, BoundaryAndDegenerateInput) {
   constexpr double kTol = 1.0 / 1024;
   Points ring = square(0, 0, 4);
+  const Polyline2d line = closed(ring);
   ring.push_back(ring[0]);
-  struct Case {
-    Point2 p;
-    double tolerance;
-    int relation;
-  };
-  for (const Case& c :
-       {Case{{0, 0}, kTol, 1}, Case{{4, 4}, kTol, 1}, Case{{2, 2}, kTol, 0}, Case{{2, 4}, kTol, 1},
-        Case{{2, 4 + 2 * kTol}, kTol, 2}, Case{{2, 4 + kTol / 2}, kTol, 1}, Case{{4 + kTol, 2}, kTol, 2},
-        Case{{4 + kTol / 2, 2}, kTol, 1}, Case{{4 + kTol / 2, 4 + kTol / 2}, kTol, 1}, Case{{2, 2}, 0, 0},
-        Case{{kNan, 2}, kTol, 2}}) {
-    pointPolygonRelation relation = kPointNotClassified;
-    isPointInPolygon(c.p, ring, relation, c.tolerance);
-    EXPECT_EQ(relation, c.relation) << c.p[0] << " " << c.p[1];
-    intersectPointWithPolygon(c.p, closed(square(0, 0, 4)), relation, c.tolerance);
-    EXPECT_EQ(relation, c.relation) << c.p[0] << " " << c.p[1];
-    for (const Points& few : {Points{}, Points{c.p}}) {
-      isPointInPolygon(c.p, few, relation, c.tolerance);
-      EXPECT_EQ(relation, kPointOutside);
-    }
+  for (const auto& [p, tolerance, relation] : {std::tuple{Point2(0, 0), kTol, 1},
+                                               {Point2(4, 4), kTol, 1},
+                                               {Point2(2, 2), kTol, 0},
+                                               {Point2(2, 4), kTol, 1},
+                                               {Point2(2, 4 + 2 * kTol), kTol, 2},
+                                               {Point2(2, 4 + kTol / 2), kTol, 1},
+                                               {Point2(4 + kTol, 2), kTol, 2},
+                                               {Point2(4 + kTol / 2, 4 + kTol / 2), kTol, 1},
+                                               {Point2(2, 2), 0., 0},
+                                               {Point2(kNan, 2), kTol, 2}}) {
+    EXPECT_EQ(relationOf(p, ring, tolerance), relation) << p[0] << " " << p[1];
+    EXPECT_EQ(relationOf(p, line, tolerance), relation) << p[0] << " " << p[1];
+    EXPECT_EQ(relationOf(p, Points{}, tolerance), 2);
+    EXPECT_EQ(relationOf(p, Points{p}, tolerance), 2);
   }
   EXPECT_TRUE(isPointOnEdge({1, 1}, {1, 1}, {1, 1 + kTol}, kTol));
   EXPECT_FALSE(isPointOnEdge({1, 1}, {1, 1}, {1, 1 + 2 * kTol}, kTol));
   EXPECT_TRUE(isPointOnEdge({0, 0}, {4, 0}, {4 + kTol, 0}, kTol)) << "inclusive past the end";
   EXPECT_FALSE(isPointOnEdge({0, 0}, {4, 0}, {2, kTol}, kTol)) << "exclusive aside";
   const float flat[][2] = {{0, 0}, {1, 0}, {1, 1}, {0, 1}, {0, 0}};
-  for (const auto& [x, y, inside] : {std::tuple{0.5f, 0.f, true},
-                                     {0.5f, 1.f, true},
-                                     {1.5f, 0.f, false},
-                                     {1.f, 0.5f, true},
-                                     {0.f, 0.5f, false}}) {
-    const float p[] = {x, y};
-    EXPECT_EQ(pointPolygonIntersect2D(p, flat, 4), inside) << x << " " << y;
-    EXPECT_FALSE(pointPolygonIntersect2D(p, flat, 2));
-  }
+  const float onTop[] = {0.5f, 1}, beside[] = {1.5f, 1};
+  EXPECT_TRUE(pointPolygonIntersect2D(onTop, flat, 4) && !pointPolygonIntersect2D(beside, flat, 4));
+  EXPECT_FALSE(pointPolygonIntersect2D(onTop, flat, 2));
 }
 
 TEST(PointInTriangle, SolvesForBothWeights) {
+  const Point2Flt a(0, 0), east(1, 0), north(0, 1);
   float s = 7, t = 7;
-  EXPECT_TRUE(isPointInTriangleInclusive({0.25f, 0.5f}, {0, 0}, {1, 0}, {0, 1}, s, t));
-  EXPECT_TRUE(s == 0.5f && t == 0.25f);
-  EXPECT_TRUE(isPointInTriangleInclusive({0.25f, 0.5f}, {0, 0}, {0, 1}, {1, 0}, s, t)) << "b above a";
-  EXPECT_TRUE(s == 0.25f && t == 0.5f);
-  for (const auto& [p, inside] : {std::pair{Point2Flt(1, 0), true},
-                                  {Point2Flt(0.5f, 0.5f), true},
-                                  {Point2Flt(0.625f, 0.5f), false},
-                                  {Point2Flt(-0.125f, 0.5f), false},
-                                  {Point2Flt(0.5f, -0.125f), false}}) {
-    EXPECT_EQ(isPointInTriangleInclusive(p, {0, 0}, {1, 0}, {0, 1}, s, t), inside);
-    EXPECT_EQ(isPointInTriangleDefinitive(p, {0, 0}, {1, 0}, {0, 1}, s, t), inside);
+  EXPECT_TRUE(isPointInTriangleInclusive({0.25f, 0.5f}, a, east, north, s, t) && s == 0.5f && t == 0.25f);
+  EXPECT_TRUE(isPointInTriangleInclusive({0.25f, 0.5f}, a, north, east, s, t) && s == 0.25f && t == 0.5f);
+  for (const auto& [x, y, inside] : {std::tuple{1.f, 0.f, true},
+                                     {0.5f, 0.5f, true},
+                                     {0.625f, 0.5f, false},
+                                     {-0.125f, 0.5f, false},
+                                     {0.5f, -0.125f, false}}) {
+    EXPECT_EQ(isPointInTriangleInclusive({x, y}, a, east, north, s, t), inside);
+    EXPECT_EQ(isPointInTriangleDefinitive({x, y}, a, east, north, s, t), inside);
   }
-  const Point2Flt a(0, 0);
-  for (const auto& [b, c] : {std::pair{a, a}, {Point2Flt(1, 1), Point2Flt(2, 2)}, {a, Point2Flt(1, 0)}}) {
-    EXPECT_FALSE(isPointInTriangleInclusive(a, a, b, c, s, t));
-    EXPECT_TRUE(s == 0 && t == 0);
-    EXPECT_FALSE(isPointInTriangleDefinitive(a, a, b, c, s, t));
-    EXPECT_TRUE(s == 0.33333334f && t == s);
+  for (const auto& [b, c] : {std::pair{a, a}, {Point2Flt(1, 1), Point2Flt(2, 2)}, {a, east}}) {
+    EXPECT_TRUE(!isPointInTriangleInclusive(a, a, b, c, s, t) && s == 0 && t == 0);
+    EXPECT_TRUE(!isPointInTriangleDefinitive(a, a, b, c, s, t) && s == 0.33333334f && t == s);
   }
   EXPECT_TRUE(isPointInTriangleInclusive(a, a, {1e-4f, 0}, {0, 1e-4f}, s, t));
   EXPECT_FALSE(isPointInTriangleDefinitive(a, a, {1e-4f, 0}, {0, 1e-4f}, s, t)) << "area below the tolerance";
@@ -176,16 +168,16 @@ TEST(PointInTriangle, SolvesForBothWeights) {
 
 TEST(PointInTriangle, InSpaceAllowsForAHundredThousandthOfTheArea) {
   const Point a(0, 0, 2), b(2, 0, 2), c(0, 2, 2);
-  for (const auto& [p, inside] : {std::pair{Point(0.5, 0.5, 2), true},
-                                  {a, true},
-                                  {Point(1, 0, 2), true},
-                                  {Point(0.5, -1.9e-5, 2), true},
-                                  {Point(0.5, -2.1e-5, 2), false},
-                                  {Point(1.5, 1.5, 2), false},
-                                  {Point(kNan, 0, 2), false}}) {
-    EXPECT_EQ(isPointInTriangleInclusive(p, a, b, c), inside) << p[0] << " " << p[1];
-    EXPECT_EQ(isPointInTriangleInclusive(p, a, c, b), inside) << p[0] << " " << p[1];
-  }
+  for (const auto& [x, y, inside] : {std::tuple{0.5, 0.5, true},
+                                     {0., 0., true},
+                                     {1., 0., true},
+                                     {0.5, -1.9e-5, true},
+                                     {0.5, -2.1e-5, false},
+                                     {1.5, 1.5, false},
+                                     {kNan, 0., false}})
+    for (const bool turned : {false, true})
+      EXPECT_EQ(isPointInTriangleInclusive({x, y, 2}, a, turned ? c : b, turned ? b : c), inside)
+          << x << " " << y;
   EXPECT_FALSE(isPointInTriangleInclusive(a, a, b, b));
   EXPECT_TRUE(isPointInTriangleInclusive({0.5, -1.5e-4, 2}, a, b, c, {0, 0, 20})) << "ten times the area";
 }
@@ -217,12 +209,11 @@ TEST(SegmentAndPolygon, OneResultForEachWayToLie) {
     EXPECT_TRUE(params.empty() || std::count(params.begin(), params.end(), c.param)) << params[0];
     for (std::size_t i = 0; i < points.size(); ++i)
       EXPECT_LE(distance(points[i], comb.eval(params[i])), 1e-12);
-    EXPECT_EQ(printed, c.points <= 2 ? ""
-                                     : "Too many intersection points!\npolygon:\n"
-                                       "intersectionPoint[0]: (3.000000, 0.000000)\n"
-                                       "intersectionPoint[1]: (3.000000, 1.000000)\n"
-                                       "intersectionPoint[2]: (3.000000, 3.000000)\n"
-                                       "intersectionPoint[3]: (3.000000, 4.000000)\n");
+    const char* rows =
+        "Too many intersection points!\npolygon:\nintersectionPoint[0]: (3.000000, 0.000000)\n"
+        "intersectionPoint[1]: (3.000000, 1.000000)\nintersectionPoint[2]: (3.000000, 3.000000)\n"
+        "intersectionPoint[3]: (3.000000, 4.000000)\n";
+    EXPECT_EQ(printed, c.points <= 2 ? "" : rows);
   }
 }
 
@@ -310,10 +301,8 @@ TEST(Sector, CommonPartOfConvexPolygons) {
     const Point2 apex(uniform(random), uniform(random));
     Vector2 d0(uniform(random) - 0.5, uniform(random) - 0.5),
         d1(uniform(random) - 0.5, uniform(random) - 0.5);
-    pointPolygonRelation relation{};
-    intersectPointWithPolygon(apex, closed(polygon), relation, 1e-9);
     // From outside, a wide sector may leave a polygon in one piece with a notch that has no apex.
-    if (relation == kPointOutside && cross2(d0, d1) < 0) std::swap(d0, d1);
+    if (relationOf(apex, closed(polygon), 1e-9) == kPointOutside && cross2(d0, d1) < 0) std::swap(d0, d1);
     const bool wide = cross2(d0, d1) < 0;
     const Points wedge =
         wide ? clip(clip(polygon, apex, d1), apex, -d0) : clip(clip(polygon, apex, d0), apex, -d1);
