@@ -17,6 +17,11 @@ BoundingBox clipped(const BoundingBox& box, const BoundingBox& voxel) {
   return result;
 }
 
+// NaN, of a box that holds nothing, is as good as any.
+std::uint8_t toByte(float x) {
+  return x > 0 ? static_cast<std::uint8_t>(x < 255 ? x : 255) : std::uint8_t{0};
+}
+
 }  // namespace
 
 VoxelBoxes::VoxelBoxes(const Octree& octree, const OctreeTris& octreeTris, const CompactMesh* mesh,
@@ -69,10 +74,8 @@ void VoxelBoxes::make(int voxel) {
     const BoundingBox& box = boxes_[static_cast<std::size_t>(i)];
     Group& group = groups[i / 4];
     for (int k = 0; k < 3; ++k) {
-      const float lower = std::clamp((box.min[k] - made.origin[k]) * toBytes[k] - 0.01f, 0.0f, 255.0f);
-      const float upper = std::clamp((box.max[k] - made.origin[k]) * toBytes[k] + 1.01f, 0.0f, 255.0f);
-      group.lower[k][i % 4] = static_cast<std::uint8_t>(lower);
-      group.upper[k][i % 4] = static_cast<std::uint8_t>(upper);
+      group.lower[k][i % 4] = toByte((box.min[k] - made.origin[k]) * toBytes[k] - 0.01f);
+      group.upper[k][i % 4] = toByte((box.max[k] - made.origin[k]) * toBytes[k] + 1.01f);
     }
   }
   for (int i = count; i % 4 != 0; ++i)

@@ -152,7 +152,8 @@ TEST(Primitives, LieInThePlaneOfTheirAxisAndFaceOutward) {
   constructCube(kU, mesh);
   EXPECT_DOUBLE_EQ(volumeOf(mesh), 27);
 
-  constructBoxEdgeLineStrips(BoundingBox(kV, 4), mesh);
+  const float center[] = {1, 2, 3};
+  constructBoxEdgeLineStrips(BoundingBox(center, 4), mesh);
   EXPECT_EQ(std::get<1>(arraysOf(mesh)), (Ints{0, 1, 5, 7, 2, 0, 4, 5, 1, 3, 2, 6, 3, 7, 6, 4}));
 }
 
