@@ -66,6 +66,10 @@ void Console::showDebugChannel() {
   });
 }
 
+void Console::note(const std::string& message) {
+  if (!quiet_) print("qvgeom: " + message);
+}
+
 void Console::warn(const std::string& message) {
   if (!quiet_) print("qvgeom: warning: " + message);
 }

@@ -18,11 +18,13 @@ class Console {
   Console(const Console&) = delete;
   Console& operator=(const Console&) = delete;
 
-  /// Leaves out warnings and the bar; errors remain.
+  /// Leaves out notes, warnings and the bar; errors remain.
   void setQuiet() { quiet_ = true; }
   /// Shows the library's debug channel.
   void showDebugChannel();
 
+  /// Tells what was done.
+  void note(const std::string& message);
   void warn(const std::string& message);
   void error(const std::string& message);
 

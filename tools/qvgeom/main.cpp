@@ -26,16 +26,18 @@ class Program {
  public:
   Program() : app_("Geometric algorithms for triangle meshes", "qvgeom") {
     app_.set_version_flag("--version", "qvgeom " QVGEOM_VERSION_STRING);
-    app_.add_flag("-q,--quiet", options_.quiet, "no warnings, no progress bar");
+    app_.add_flag("-q,--quiet", options_.quiet, "no notes, no warnings, no progress bar");
     app_.add_flag("-v,--verbose", options_.verbose, "show what the library reports of its work");
     app_.add_option("--threads", options_.threads, "number of threads (default: all)")
         ->check(CLI::Range(1, 256));
     app_.footer(kExitCodes);
     app_.require_subcommand(1);
     app_.fallthrough();  // global options may follow the verb
-    verbs_ = {makeInfo(app_),      makeConvert(app_),   makeWeld(app_),    makeNormals(app_),
-              makeTransform(app_), makeMake(app_),      makeClosest(app_), makeRaycast(app_),
-              makeInside(app_),    makeIntersect(app_), makeRender(app_)};
+    verbs_ = {makeInfo(app_),      makeConvert(app_), makeWeld(app_),   makeNormals(app_),
+              makeTransform(app_), makeMake(app_),    makeCheck(app_),  makeRepair(app_),
+              makeOrient(app_),    makeReverse(app_), makeSelect(app_), makeSwapEdges(app_),
+              makeClosest(app_),   makeRaycast(app_), makeInside(app_), makeIntersect(app_),
+              makeRender(app_)};
     help_ = app_.add_subcommand("help", "Explain a verb, with examples");
     help_->add_option("VERB", helpVerb_, "the verb to explain");
   }

@@ -24,4 +24,8 @@ ExitCode rewriteMesh(const MeshFiles& files, Console& console,
   return kDone;
 }
 
+void refreshNormals(qvGeom::CompactMesh& mesh) {
+  if (mesh.getNormals()) meshComputeNormals(mesh);
+}
+
 }  // namespace tool

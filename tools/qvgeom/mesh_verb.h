@@ -30,4 +30,8 @@ struct MeshFiles {
 ExitCode rewriteMesh(const MeshFiles& files, Console& console,
                      const std::function<void(qvGeom::CompactMesh&)>& change);
 
+/// To be called after an edit that changed connectivity, which leaves vertex normals behind: computes them
+/// anew where the mesh has some.
+void refreshNormals(qvGeom::CompactMesh& mesh);
+
 }  // namespace tool

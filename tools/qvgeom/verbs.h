@@ -14,6 +14,7 @@ struct Verb {
   std::function<ExitCode(Console&)> run;
 };
 
+Verb makeCheck(CLI::App& program);
 Verb makeClosest(CLI::App& program);
 Verb makeConvert(CLI::App& program);
 Verb makeInfo(CLI::App& program);
@@ -21,8 +22,13 @@ Verb makeInside(CLI::App& program);
 Verb makeIntersect(CLI::App& program);
 Verb makeMake(CLI::App& program);
 Verb makeNormals(CLI::App& program);
+Verb makeOrient(CLI::App& program);
 Verb makeRaycast(CLI::App& program);
 Verb makeRender(CLI::App& program);
+Verb makeRepair(CLI::App& program);
+Verb makeReverse(CLI::App& program);
+Verb makeSelect(CLI::App& program);
+Verb makeSwapEdges(CLI::App& program);
 Verb makeTransform(CLI::App& program);
 Verb makeWeld(CLI::App& program);
 

@@ -1,0 +1,111 @@
+// The verbs that test, mend and edit meshes: check, repair, orient, reverse, select, swap-edges.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <tuple>
+
+#include "geom/io/obj_format.h"
+
+#include "tests/support/mesh_checks.h"
+#include "tests/support/program.h"
+
+namespace qvGeom {
+namespace {
+
+using nlohmann::json;
+using testing::HasSubstr;
+
+const std::string kTetrahedron = "v 0 0 0\nv 4 0 0\nv 0 4 0\nv 0 0 4\nf 1 3 2\nf 1 2 4\nf 1 4 3\nf 2 3 4\n";
+
+class RepairVerbs : public Program {
+ protected:
+  // Runs a verb on text in the OBJ format and reads back the mesh that it wrote.
+  CompactMesh changed(const std::string& input, const std::string& arguments, int code = 0) const {
+    folder.write("in.obj", input);
+    const Outcome o = run(arguments + " in.obj --to obj -o -");
+    EXPECT_EQ(o.code, code) << arguments << ": " << o.err;
+    CompactMesh mesh;
+    EXPECT_TRUE(meshParseObj(mesh, o.out));
+    expectSound(mesh);
+    return mesh;
+  }
+};
+
+TEST_F(RepairVerbs, CheckFindsAndRepairMends) {
+  // What is added to the tetrahedron, the test that fails, what is counted, options, triangles afterwards.
+  const std::tuple<std::string, const char*, const char*, int, std::string, int> cases[] = {
+      {"f 4 2 3\n", "topoGoodTriangles", "duplicateTriangles", 1, "", 4},
+      {"f 1 1 2\n", "topoGoodTriangles", "repeatedIndexTriangles", 1, "", 4},
+      {"v 9 9 9\nv 9 9 9\nv 8 8 9\nf 5 6 7\n", "goodTriangles", "coincidentCornerTriangles", 1, "", 4},
+      {"v 9 9 9\nf 2 1 5\n", "manifold", "nonManifoldEdges", 1, "", 4},
+      {"v 9 9 9\nv 8 9 9\nf 4 5 6\n", "manifold", "nonManifoldVertices", 1, "", 5},
+      {"v 9 9 9\nv 8 9 9\nv 8 8 9\nv 9 8 9\nf 5 6 7\nf 5 8 7\n", "oriented", "nonManifoldEdges", 0, "", 6},
+      {"v 9 9 9\nv 9 6 9\nv 6 9 9\nv 6 9 9.1\nf 5 6 7\nf 6 5 8\n", "goodAngles", "foldedEdges", 1,
+       "--angles 15", 4},
+      {"v 1 1 -1\nv 1 1 .5\nv 1.5 1 -1\nf 5 6 7\n", "nonIntersecting", "intersectingTriangles", 2,
+       "--self-intersections", 3},
+  };
+  for (const auto& [extra, test, defect, count, options, triangles] : cases) {
+    SCOPED_TRACE(extra);
+    EXPECT_EQ(changed(kTetrahedron + extra, "repair -q " + options).getNumTriangles(), triangles);
+    const Outcome before = run("check --json in.obj");
+    EXPECT_EQ(before.code, 1);
+    EXPECT_EQ(json::parse(before.out)[test], false);
+    EXPECT_EQ(json::parse(before.out)[defect], count);
+    const Outcome o = run("repair --json in.obj -o out.obj " + options);
+    EXPECT_THAT(o.err, HasSubstr("qvgeom: repaired "));
+    EXPECT_EQ(json::parse(o.out)["before"]["manifold"], json::parse(before.out)["manifold"]);
+    EXPECT_EQ(json::parse(o.out)["after"]["triangles"], triangles);
+    EXPECT_EQ(run("check out.obj").code, 0);
+  }
+  EXPECT_TRUE(json::parse(run("check --no-intersections --json in.obj").out)["nonIntersecting"].is_null());
+}
+
+TEST_F(RepairVerbs, WriteWhatCannotBeOriented) {
+  const std::string strip =
+      "v 1 0 0\nv 2 0 1\nv 0 1 0\nv 0 2 1\nv -1 0 0\nv -1 0 1\nf 1 2 3\nf 2 4 3\nf 3 4 5\nf 4 6 5\nf 5 6 "
+      "2\nf "
+      "6 1 2\n";
+  EXPECT_EQ(changed(strip, "orient", 1).getNumTriangles(), 6);
+  EXPECT_EQ(changed(strip, "repair", 1).getNumTriangles(), 6);
+  EXPECT_THAT(run("repair in.obj -o out.obj").err, HasSubstr("defects remain: oriented"));
+  EXPECT_EQ(run("check out.obj").code, 1);
+}
+
+TEST_F(RepairVerbs, ReverseSelectAndSwap) {
+  const CompactMesh back = changed("v 0 0 0\nv 1 0 0\nv 0 1 0\nvn 0 0 1\nf 1//1 2//1 3//1\n", "reverse");
+  EXPECT_EQ(indicesOf(back), (std::vector<int>{1, 0, 2}));
+  EXPECT_EQ(floatsOf(back.getNormalsRaw(), 3), (Floats{-0.0f, -0.0f, -1}));
+
+  folder.write("lasso.txt", "-1 -1\n6 -1\n6 6\n-1 6\n");
+  folder.write("triangles.txt", "0\n2\n");
+  const std::string pieces = kTetrahedron + "v 9 0 0\nv 8 0 0\nv 9 1 0\nv 9 2 1\nf 5 6 7\nf 6 8 7\n";
+  const std::pair<const char*, int> selections[] = {
+      {"--lasso lasso.txt --keep", 4},
+      {"--lasso lasso.txt --matrix16 1 0 0 0 0 1 0 0 0 0 1 0 -5 0 0 1 --delete", 4},
+      {"--component 1 --delete", 4},
+      {"--component 1 --component 0 --keep", 6},
+      {"--triangles triangles.txt --keep", 2},
+      {"--triangles triangles.txt --grow 1 --delete", 2},
+  };
+  for (const auto& [arguments, triangles] : selections)
+    EXPECT_EQ(changed(pieces, std::string("select ") + arguments).getNumTriangles(), triangles) << arguments;
+  for (const char* refused :
+       {"--component 2 --keep", "--component 0", "--keep", "--component 0 --keep --delete"})
+    EXPECT_EQ(run(std::string("select in.obj -o out.obj ") + refused).code, 2) << refused;
+
+  // Texture coordinates equal to positions stay with them, whatever the vertices are numbered.
+  const CompactMesh rhombus = changed(
+      "v 0 0 0\nv 3 1 0\nv 6 0 0\nv 3 -1 0\nvt 0 0\nvt 3 1\nvt 6 0\nvt 3 -1\nf 1/1 4/4 3/3\nf 1/1 3/3 2/2\n",
+      "swap-edges");
+  EXPECT_THAT(run("swap-edges in.obj -o out.obj").err, HasSubstr("1 edge swapped"));
+  for (int v = 0; v < 4; ++v) {
+    EXPECT_EQ(rhombus.getVertices()[v].x, rhombus.getUVs()[v].u) << v;
+    EXPECT_EQ(rhombus.getVertices()[v].y, rhombus.getUVs()[v].v) << v;
+  }
+}
+
+}  // namespace
+}  // namespace qvGeom
