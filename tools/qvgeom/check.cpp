@@ -58,7 +58,7 @@ Verb makeCheck(CLI::App& program) {
   app->add_option("--min-angle", options->minAngle,
                   "degrees that the two triangles of an edge must enclose; 15 by default")
       ->type_name("DEGREES")
-      ->check(CLI::Range(0.0, 180.0));
+      ->check(angle());
   app->add_flag("--no-intersections", options->noIntersections,
                 "do not look for triangles that cross each other");
   app->add_flag("--json", options->json, "print one JSON object instead of a table");

@@ -26,8 +26,8 @@ class Examination {
 
   Quality run() {
     Quality quality;
-    quality.tests = {goodTriangles(), topoGoodTriangles(), manifold(), oriented(), nonIntersecting(),
-                     goodAngles()};
+    quality.tests = {goodTriangles(), topoGoodTriangles(), manifold(),
+                     oriented(),      nonIntersecting(),   goodAngles()};
     const auto adjTris = found_.getCache().getAdjTris(mesh_);
     quality.maxDihedralAngleDegrees = meshMaxDihedralAngle(mesh_, *adjTris) * 180 / std::numbers::pi;
     console_.throwIfInterrupted();
@@ -201,6 +201,17 @@ std::string Quality::asTable() const {
   std::snprintf(angle, sizeof angle, "%-24s%.6g degrees\n", "largest dihedral angle",
                 maxDihedralAngleDegrees);
   return text + angle;
+}
+
+// The ready-made range lets NaN pass.
+CLI::Validator angle() {
+  return CLI::Validator(
+      [](std::string& text) {
+        double value = 0;
+        const bool good = CLI::detail::lexical_cast(text, value) && value >= 0 && value <= 180;
+        return good ? std::string() : "'" + text + "' is not an angle from 0 to 180";
+      },
+      "");
 }
 
 std::string dump(const nlohmann::ordered_json& json) {

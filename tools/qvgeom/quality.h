@@ -1,5 +1,6 @@
 #pragma once
 
+#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
@@ -49,6 +50,9 @@ struct Quality {
 /// interrupted.
 Quality examine(const qvGeom::CompactMesh& mesh, qvGeom::MeshCharacteristics& characteristics,
                 const QualityTests& asked, Console& console);
+
+/// Of an option with an angle between two triangles: 0 to 180 degrees.
+CLI::Validator angle();
 
 /// Text of a JSON report. A file name in it need not be UTF-8.
 std::string dump(const nlohmann::ordered_json& json);

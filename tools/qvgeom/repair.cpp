@@ -142,7 +142,8 @@ ExitCode runRepair(const Options& options, Console& console) {
   if (options.json && options.files.output == "-")
     throw Failure(kUsage, "--json and the mesh cannot both go to standard output");
   bool clean = false;
-  nlohmann::ordered_json json{{"schema", 1}, {"input", options.files.input}, {"output", options.files.output}};
+  nlohmann::ordered_json json{
+      {"schema", 1}, {"input", options.files.input}, {"output", options.files.output}};
   qvOS::StopWatch watch;
   watch.start();
   const ExitCode written = rewriteMesh(options.files, console, [&](CompactMesh& mesh) {
@@ -171,15 +172,15 @@ ExitCode runRepair(const Options& options, Console& console) {
 
 Verb makeRepair(CLI::App& program) {
   auto options = std::make_shared<Options>();
-  CLI::App* app = program.add_subcommand("repair", "Mend the defects that check finds, one kind after another");
+  CLI::App* app =
+      program.add_subcommand("repair", "Mend the defects that check finds, one kind after another");
   options->files.addInput(*app);
   options->files.addOutput(*app);
-  app->add_flag("--self-intersections", options->selfIntersections,
-                "delete triangles that cross each other");
+  app->add_flag("--self-intersections", options->selfIntersections, "delete triangles that cross each other");
   app->add_option("--angles", options->angles,
                   "delete the triangles at edges where they enclose no more than this")
       ->type_name("DEGREES")
-      ->check(CLI::Range(0.0, 180.0));
+      ->check(angle());
   app->add_flag("--json", options->json, "print a report of before and after on standard output");
   app->footer(
       "Deletes duplicate, degenerate and surplus triangles, splits non-manifold vertices, orients, and "
