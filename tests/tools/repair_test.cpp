@@ -91,11 +91,20 @@ TEST_F(RepairVerbs, ReverseSelectAndSwap) {
     EXPECT_EQ(run(std::string("select in.obj -o out.obj ") + refused).code, 2) << refused;
 
   // Texture coordinates equal to positions stay with them, whatever the vertices are numbered.
-  const CompactMesh rhombus = changed(
-      "v 0 0 0\nv 3 1 0\nv 6 0 0\nv 3 -1 0\nvt 0 0\nvt 3 1\nvt 6 0\nvt 3 -1\nf 1/1 4/4 3/3\nf 1/1 3/3 2/2\n",
-      "swap-edges");
-  EXPECT_THAT(run("swap-edges in.obj -o out.obj").err, HasSubstr("1 edge swapped"));
-  for (int v = 0; v < 4; ++v)
+  // A flat rhombus with the long diagonal, and a square around it: edges on the border stay as they are.
+  std::string ring;
+  const int corners[][2] = {{0, 0}, {3, 1}, {6, 0}, {3, -1}, {-10, -10}, {16, -10}, {16, 10}, {-10, 10}};
+  for (const auto& [x, y] : corners)
+    ring += "v " + std::to_string(x) + " " + std::to_string(y) + " 0\nvt " + std::to_string(x) + " " +
+            std::to_string(y) + "\n";
+  for (const char* face : {"143", "132", "541", "564", "634", "673", "723", "782", "812", "851"}) {
+    ring += "f";
+    for (char const* c = face; *c; ++c) ring += std::string(" ") + *c + "/" + *c;
+    ring += "\n";
+  }
+  const CompactMesh rhombus = changed(ring, "swap-edges");
+  EXPECT_THAT(run("swap-edges in.obj -o out.obj").err, testing::Not(HasSubstr(" 0 edges swapped")));
+  for (int v = 0; v < 8; ++v)
     EXPECT_EQ(rhombus.getVertices()[v].x + 10 * rhombus.getVertices()[v].y,
               rhombus.getUVs()[v].u + 10 * rhombus.getUVs()[v].v);
 }
