@@ -38,8 +38,9 @@ QVGEOM_API void isPointInPolygon(const qvLinear::Point2& p, const qv::vector<qvL
 QVGEOM_API void intersectPointWithPolygon(const qvLinear::Point2& p, const Polyline2d& polygon,
                                           pointPolygonRelation& relation, double tolerance);
 
-/// Even-odd test in single precision, without a tolerance. A point on a horizontal edge is inside; on other
-/// edges, edges to its right and through it count.
+/// Even-odd test in single precision, without a tolerance. A point on a horizontal edge is inside, and one on
+/// another edge counts as left of it. Each edge has its start and not its end, whichever is higher, so that a
+/// point at exactly the height of a vertex where the boundary turns back may get the wrong answer.
 /// @param p       x, y
 /// @param polygon n + 1 vertices, the first repeated at the end
 /// @param n       number of edges; false below 3

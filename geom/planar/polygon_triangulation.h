@@ -29,10 +29,15 @@ struct TriangulationWeight {
   }
 };
 
-/// Triangulates a closed polygon in space without new points. Of all triangulations one is chosen whose
-/// sharpest bend between adjacent triangles is least and, among those, whose area is least. Beyond each edge
-/// of the polygon there is no normal, which counts as a right angle: no weight has a cosine above 0. So has a
-/// triangle without area (below `qvLinear::epsilonTol`), which itself counts as folded back (cosine -1).
+/// Triangulates a closed polygon in space without new points, from its edges inwards: on each chord hangs the
+/// triangle that, with the best triangulations of the two parts beyond its other sides, gives the least sharp
+/// bend between adjacent triangles and, among those, the least area. As each part is settled before what lies
+/// on this side of its chord, another triangulation may do better as a whole; in a convex planar polygon none
+/// does.
+///
+/// Beyond each edge of the polygon there is no normal, which counts as a right angle, so that no weight has a
+/// cosine above 0. Neither has a triangle without area (below `qvLinear::epsilonTol`), which itself counts as
+/// folded back (cosine -1).
 ///
 /// @param polygon   n corners in order, model units; the last is joined to the first, which is not repeated
 /// @param triangles replaced by 3 (n - 2) positions in `polygon`: ascending in each triangle, so that all

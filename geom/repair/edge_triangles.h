@@ -9,9 +9,12 @@ namespace qvGeom {
 /// A triangle that repeats vertices may run both ways. For a = b, only a triangle with that vertex at two
 /// corners has the edge.
 inline int edgeSense(const MeshTriangle& t, int a, int b) {
-  if ((t[0] == a && t[1] == b) || (t[1] == a && t[2] == b) || (t[2] == a && t[0] == b)) return 1;
-  if ((t[0] == b && t[1] == a) || (t[1] == b && t[2] == a) || (t[2] == b && t[0] == a)) return -1;
-  return 0;
+  // Without branches: which corner is a is anybody's guess.
+  const bool a0 = t[0] == a, a1 = t[1] == a, a2 = t[2] == a;
+  const bool b0 = t[0] == b, b1 = t[1] == b, b2 = t[2] == b;
+  const bool with = (a0 & b1) | (a1 & b2) | (a2 & b0);
+  const bool against = (b0 & a1) | (b1 & a2) | (b2 & a0);
+  return with ? 1 : against ? -1 : 0;
 }
 
 /// Calls `visit(t, sense)` for every entry of a's list whose triangle has the edge from a to b, in list

@@ -79,10 +79,12 @@ TEST(DuplicateTris, AreFoundAsByBruteForce) {
     for (const int t : result.duplicates)
       if (!std::count(result.repeatedIndices.begin(), result.repeatedIndices.end(), t)) found.push_back(t);
     EXPECT_EQ(found, extra) << round;
-    EXPECT_EQ(log.messages.at(0).find("meshDuplicateTris:  verts(" + std::to_string(mesh.getNumVertices()) + ") tris("),
+    EXPECT_EQ(log.messages.at(0).find("meshDuplicateTris:  verts(" + std::to_string(mesh.getNumVertices()) +
+                                      ") tris("),
               0u);
   }
-  CompactMesh copies = shapes::make(shapes::Tris{{0, 1, 2}, {1, 2, 3}, {2, 3, 4}, {3, 4, 5}, {3, 2, 1}, {4, 5, 6}, {2, 1, 3}});
+  CompactMesh copies =
+      shapes::make(shapes::Tris{{0, 1, 2}, {1, 2, 3}, {2, 3, 4}, {3, 4, 5}, {3, 2, 1}, {4, 5, 6}, {2, 1, 3}});
   for (int v = 0; v < 7; ++v) copies.getVertices()[v].x = static_cast<float>(v);
   MeshDuplicateTrisResult result;
   meshDuplicateTris(copies, result);
@@ -112,7 +114,8 @@ TEST(DihedralAngles, ListEachFoldOnceForEveryNumberOfThreads) {
     double apart, minimum;
     bool listed;
   };
-  for (const Case& c : {Case{170, 15, true}, Case{160, 15, false}, Case{90, 90, true}, Case{90, 89.9, false}, Case{0, 180, true}}) {
+  for (const Case& c : {Case{170, 15, true}, Case{160, 15, false}, Case{90, 90, true}, Case{90, 89.9, false},
+                        Case{0, 180, true}}) {
     const CompactMesh mesh = folded(c.apart);
     MeshDihedralAnglesResult result;
     meshFindAnglesLessThan(mesh, Adjacency(mesh).tris, c.minimum, result);
@@ -131,9 +134,14 @@ TEST(DihedralAngles, ListEachFoldOnceForEveryNumberOfThreads) {
           const int v = soup.getTriangles()[t][k], w = soup.getTriangles()[t][(k + 1) % 3];
           const MeshTriangle& other = soup.getTriangles()[u];
           // The first corner at v counts.
-          if (other[j] != v || (j > 0 && other[0] == v) || (j > 1 && other[1] == v) || other[(j + 2) % 3] != w) continue;
-          const auto normal = [&](int i) { return meshTriNormal(soup.getVerticesRaw(), soup.getTriangles()[i].v); };
-          if (qvLinear::angle(normal(t), normal(u)) >= std::numbers::pi * (1 - 60.0 / 180)) expected.emplace_back(v, w);
+          if (other[j] != v || (j > 0 && other[0] == v) || (j > 1 && other[1] == v) ||
+              other[(j + 2) % 3] != w)
+            continue;
+          const auto normal = [&](int i) {
+            return meshTriNormal(soup.getVerticesRaw(), soup.getTriangles()[i].v);
+          };
+          if (qvLinear::angle(normal(t), normal(u)) >= std::numbers::pi * (1 - 60.0 / 180))
+            expected.emplace_back(v, w);
         }
   EXPECT_GT(expected.size(), 10u);
   forThreadCounts([&] {
@@ -150,7 +158,8 @@ TEST(MeshCharacteristics, TestOnceAndRememberUntilReset) {
   EXPECT_EQ(c.check(MeshCharacteristics::AllTests), MeshCharacteristics::AllTests);
   mesh.getTriangles()[7] = mesh.getTriangles()[9];
   mesh.getTriangles()[3][2] = mesh.getTriangles()[3][1];
-  EXPECT_EQ(c.check(MeshCharacteristics::AllTests), MeshCharacteristics::AllTests) << "nobody said that it changed";
+  EXPECT_EQ(c.check(MeshCharacteristics::AllTests), MeshCharacteristics::AllTests)
+      << "nobody said that it changed";
   c.getCache();
   MeshModification modification(&mesh, MeshModification::TopologyModified, nullptr);
   mesh.modified(modification);
@@ -170,12 +179,14 @@ TEST(MeshCharacteristics, TestOnceAndRememberUntilReset) {
   // Another angle is tested anew.
   const CompactMesh fold = folded(160);
   MeshCharacteristics angles(fold);
-  EXPECT_TRUE(angles.checkGoodAngles(15) && !angles.checkGoodAngles(25) && angles.getNumFoldedTriangles() == 2);
+  EXPECT_TRUE(angles.checkGoodAngles(15) && !angles.checkGoodAngles(25) &&
+              angles.getNumFoldedTriangles() == 2);
   EXPECT_TRUE(angles.checkGoodAngles(15));
 
-  const CompactMesh crossed = joined(shapes::torus(8, 6), shapes::mapped(shapes::torus(8, 6), [](MeshVertex v) {
-    return MeshVertex{v.x + 0.9f, v.y + 0.1f, v.z};
-  }));
+  const CompactMesh crossed =
+      joined(shapes::torus(8, 6), shapes::mapped(shapes::torus(8, 6), [](MeshVertex v) {
+               return MeshVertex{v.x + 0.9f, v.y + 0.1f, v.z};
+             }));
   MeshCharacteristics crossing(crossed);
   EXPECT_FALSE(crossing.checkNonIntersecting());
   EXPECT_GT(crossing.getIntersectingTriangles().numSetBits, 4);
@@ -217,7 +228,9 @@ TEST(MeshRepair, MakesItsStepsInOrder) {
   EXPECT_TRUE(ofStrip.repairAll(&isClean) && !isClean && ofStrip.hasMobiusStrip() && !ofStrip.canRepair());
 
   // Crossings and folds are defects only if they are asked for.
-  CompactMesh fold = folded(175), crossed = joined(shapes::torus(8, 6), shapes::make({{2, 0, -9}, {2, 0.3f, 9}, {4, 0, 0}}, {{0, 1, 2}}));
+  CompactMesh fold = folded(175),
+              crossed = joined(shapes::torus(8, 6),
+                               shapes::make({{2, 0, -9}, {2, 0.3f, 9}, {4, 0, 0}}, {{0, 1, 2}}));
   MeshRepair ofFold(fold), ofCrossed(crossed);
   EXPECT_FALSE(ofFold.needsRepair() || ofCrossed.needsRepair());
   ofFold.checkGoodAngles(true);
@@ -265,11 +278,12 @@ TEST(MeshVerify, SeesWhatHalfEdgesAllow) {
   };
   const P four{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {1, 1, 0}}, line{{0, 0, 0}, {1, 0, 0}, {2, 0, 0}};
   const P five{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {-1, 0, 0}, {0, -1, 0}};
-  for (const Case& c : {Case{"sound", {four, {{0, 1, 2}, {1, 3, 2}}}, true, true, true, true, true},
-                        Case{"no angle", {line, {{0, 1, 2}}}, false, true, true, true, true},
-                        Case{"same edge twice", {four, {{0, 1, 2}, {0, 1, 3}}}, true, false, true, false, false},
-                        Case{"repeated vertex", {four, {{0, 1, 0, 2}}}, false, true, false, true, true},
-                        Case{"two fans", {five, {{0, 1, 2}, {0, 3, 4}}}, true, true, true, false, false}}) {
+  for (const Case& c :
+       {Case{"sound", {four, {{0, 1, 2}, {1, 3, 2}}}, true, true, true, true, true},
+        Case{"no angle", {line, {{0, 1, 2}}}, false, true, true, true, true},
+        Case{"same edge twice", {four, {{0, 1, 2}, {0, 1, 3}}}, true, false, true, false, false},
+        Case{"repeated vertex", {four, {{0, 1, 0, 2}}}, false, true, false, true, true},
+        Case{"two fans", {five, {{0, 1, 2}, {0, 3, 4}}}, true, true, true, false, false}}) {
     TopoMesh mesh;
     test::buildTopo(mesh, c.soup);
     MeshVerify verify;

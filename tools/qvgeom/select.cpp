@@ -161,7 +161,8 @@ Verb makeSelect(CLI::App& program) {
   app->add_flag("--delete", options->remove, "delete what is selected");
   app->add_flag("--keep", options->keep, "delete what is not selected");
   app->footer(
-      "What several options select adds up. Triangles that share a vertex are of one piece. Vertices that no\n"
+      "What several options select adds up. Triangles that share a vertex are of one piece. Vertices that "
+      "no\n"
       "triangle used before stay, unless all triangles are deleted.\n\n"
       "Examples:\n  qvgeom select scan.obj --component 0 --keep -o largest.obj\n"
       "  qvgeom select scan.obj --lasso outline.txt --grow 2 --delete -o rest.obj");
