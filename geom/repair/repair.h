@@ -10,9 +10,9 @@ namespace qvGeom {
 
 /// Repairs a mesh step by step, each step one kind of defect, and after each all tests are made anew. In this
 /// order: duplicate and degenerate triangles are deleted; non-manifold edges lose surplus triangles and
-/// non-manifold vertices are split; windings are made consistent; a piece that is one-sided is deleted;
-/// triangles that cross others, and those at folded edges, are deleted, if this is asked for. Holes stay
-/// where triangles went.
+/// non-manifold vertices are split; windings are made consistent; the first piece that is one-sided is
+/// deleted, and only that one: for more, begin again with a new object; triangles that cross others, and
+/// those at folded edges, are deleted, if this is asked for. Holes stay where triangles went.
 ///
 /// Every change of the mesh sends its own notice. The mesh must outlive the object. One thread at a time.
 class QVGEOM_API MeshRepair {

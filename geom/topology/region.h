@@ -77,7 +77,8 @@ class QVGEOM_API MeshModifyRep : public MeshConvertRep {
   /// triangles lay in the region, and new ones, follow behind, and then the faces behind all triangles.
   /// Vertices on the border of the region are moved to where the region has them. Sends one notice, of a
   /// topology that was modified, and empties the selections; prints its seconds. Nothing happens for a region
-  /// without triangles, before `extract`, and the second time. O(V + T + region log region).
+  /// without triangles, before `extract`, and the second time. New vertices have a position only; their other
+  /// channels are zero. O(V + T + region log region).
   void merge();
   /// @param vertexMap new number of every old vertex, -1 for those that were removed; entries beyond are for
   /// what
