@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <limits>
+#include <new>
 #include <utility>
 
 #include "geom/model/keel/channels.h"
@@ -374,6 +376,8 @@ ArrayOfSets mapVoxels(Octree const& octree, OctreeTris const& octreeTris, Octree
     };
     walk.run(box, visit);
   }
+  // Counted by an int in the record.
+  if (pairs.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) throw std::bad_alloc();
   ArrayOfSets map;
   map.assignFromPairs(octree.getNumVoxels(), static_cast<int>(pairs.size()),
                       reinterpret_cast<int const*>(pairs.data()));

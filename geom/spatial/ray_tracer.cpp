@@ -5,10 +5,8 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
-#include <utility>
 
 #include "geom/model/keel/lanes.h"
-#include "geom/model/keel/tolerances.h"
 #include "geom/spatial/ray.h"
 #include "geom/spatial/voxel_boxes.h"
 #include "geom/spatial/walk_tree.h"

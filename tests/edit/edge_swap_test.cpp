@@ -27,51 +27,26 @@ TopoMeshEdge twoTriangles(TopoMesh& mesh, const Point (&q)[4]) {
 using Veto = void (*)(TopoMeshEdge, bool&);
 
 TEST(EdgeSwap, TestsVetoAtTheirBounds) {
-  const double half = 0.5, tilt = 0.02;
+  constexpr Veto kAngles = MeshEdgeSwapper::minimizeOppositeAngleSum,
+                 kFold = MeshEdgeSwapper::preventFoldover;
+  constexpr Veto kBoundary = MeshEdgeSwapper::preserveBoundary, kCrease = MeshEdgeSwapper::preserveFeatures;
+  const Point left(-1, 0, 0), right(1, 0, 0), up(0, 1, 0), down(0, -1, 0), o(0, 0, 0);
   struct Case {
     const char* name;
     Point q[4];
     Veto test;
     bool veto;
   };
-  for (const Case& c :
-       {Case{"thin",
-             {{-1, 0, 0}, {1, 0, 0}, {0, 0.2, 0}, {0, -0.2, 0}},
-             MeshEdgeSwapper::minimizeOppositeAngleSum,
-             false},
-        Case{"square",
-             {{0, 0, 0}, {1, 1, 0}, {0, 1, 0}, {1, 0, 0}},
-             MeshEdgeSwapper::minimizeOppositeAngleSum,
-             true},
-        Case{"flat", {{-1, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, -1, 0}}, MeshEdgeSwapper::preventFoldover, false},
-        Case{"right angle",
-             {{-half, 0, half}, {half, 0, half}, {0, 1, 0}, {0, -1, 0}},
-             MeshEdgeSwapper::preventFoldover,
-             false},
-        Case{"sharper",
-             {{-half, 0, half + 1e-3}, {half, 0, half + 1e-3}, {0, 1, 0}, {0, -1, 0}},
-             MeshEdgeSwapper::preventFoldover,
-             true},
-        Case{"no normal",
-             {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, -1, 0}},
-             MeshEdgeSwapper::preventFoldover,
-             true},
-        Case{"boundary",
-             {{-1, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, -1, 0}},
-             MeshEdgeSwapper::preserveBoundary,
-             true},
-        Case{"nearly flat",
-             {{-1, 0, tilt / 2}, {1, 0, tilt / 2}, {0, 1, 0}, {0, -1, 0}},
-             MeshEdgeSwapper::preserveFeatures,
-             false},
-        Case{"crease",
-             {{-1, 0, 2 * tilt}, {1, 0, 2 * tilt}, {0, 1, 0}, {0, -1, 0}},
-             MeshEdgeSwapper::preserveFeatures,
-             true},
-        Case{"NaN",
-             {{NAN, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, -1, 0}},
-             MeshEdgeSwapper::minimizeOppositeAngleSum,
-             true}}) {
+  for (const Case& c : {Case{"thin", {left, right, {0, 0.2, 0}, {0, -0.2, 0}}, kAngles, false},
+                        Case{"square", {o, {1, 1, 0}, up, right}, kAngles, true},
+                        Case{"NaN", {{NAN, 0, 0}, right, up, down}, kAngles, true},
+                        Case{"flat", {left, right, up, down}, kFold, false},
+                        Case{"right angle", {{-0.5, 0, 0.5}, {0.5, 0, 0.5}, up, down}, kFold, false},
+                        Case{"sharper", {{-0.5, 0, 0.501}, {0.5, 0, 0.501}, up, down}, kFold, true},
+                        Case{"no normal", {o, right, up, down}, kFold, true},
+                        Case{"boundary", {left, right, up, down}, kBoundary, true},
+                        Case{"nearly flat", {{-1, 0, 0.01}, {1, 0, 0.01}, up, down}, kCrease, false},
+                        Case{"crease", {{-1, 0, 0.04}, {1, 0, 0.04}, up, down}, kCrease, true}}) {
     TopoMesh mesh;
     bool veto = false;
     c.test(twoTriangles(mesh, c.q), veto);

@@ -160,7 +160,6 @@ TEST(MeshCharacteristics, TestOnceAndRememberUntilReset) {
   mesh.getTriangles()[3][2] = mesh.getTriangles()[3][1];
   EXPECT_EQ(c.check(MeshCharacteristics::AllTests), MeshCharacteristics::AllTests)
       << "nobody said that it changed";
-  c.getCache();
   MeshModification modification(&mesh, MeshModification::TopologyModified, nullptr);
   mesh.modified(modification);
   c.reset(Check::GoodTriangles | Check::TopoGoodTriangles);

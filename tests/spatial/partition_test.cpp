@@ -45,7 +45,7 @@ TEST(BoxTests, TouchingMeetsAndAnyGapSeparates) {
     }
   }
   const float a[] = {1.5f, 0, 0.5f}, b[] = {0, 1.5f, 0.5f}, c[] = {2.5f, 0, 0.5f}, d[] = {0, 2.5f, 0.5f};
-  EXPECT_TRUE(intersects(unit, a, b) && intersects(unit, a, a + 0) == false);
+  EXPECT_TRUE(intersects(unit, a, b) && !intersects(unit, a, a));
   EXPECT_FALSE(intersects(unit, c, d));
   const Plane x2(Point(2, 0, 0), Normal(1, 0, 0));
   EXPECT_EQ(intersects(boxOf({3, 0, 0}, {4, 1, 1}), x2), 1);
