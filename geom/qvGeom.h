@@ -3,6 +3,7 @@
 /// The whole public surface in one include.
 
 #include "geom/construct/primitives.h"
+#include "geom/cut/cut_surface.h"
 #include "geom/edit/edge_swap.h"
 #include "geom/io/counted_format.h"
 #include "geom/io/obj_format.h"
@@ -49,6 +50,11 @@
 #include "geom/model/trellis/remap.h"
 #include "geom/model/trellis/spatial_tree.h"
 #include "geom/model/trellis/topo_mesh.h"
+#include "geom/numeric/conjugate_gradient.h"
+#include "geom/numeric/flattening.h"
+#include "geom/numeric/n_vector.h"
+#include "geom/numeric/preconditioners.h"
+#include "geom/numeric/sparse_matrix.h"
 #include "geom/planar/point_in_polygon.h"
 #include "geom/planar/point_in_triangle.h"
 #include "geom/planar/polygon_intersect.h"
@@ -57,6 +63,7 @@
 #include "geom/repair/characteristics.h"
 #include "geom/repair/dihedral_angles.h"
 #include "geom/repair/duplicates.h"
+#include "geom/repair/hole_filling.h"
 #include "geom/repair/manifold.h"
 #include "geom/repair/orientation.h"
 #include "geom/repair/repair.h"
