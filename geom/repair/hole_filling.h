@@ -16,8 +16,8 @@ enum HoleQuality {
 };
 
 /// Closes boundary loops of a mesh with new triangles (contract to be written).
-QVGEOM_API int meshHoleFill(CompactMesh& mesh, const MeshAdjTris& adjTris,
-                            const MeshAdjVertices& adjVertices, const MeshBoundaries& boundaries,
-                            const qv::list<int>& holes, HoleQuality quality, qvUtil::Progress& progress);
+QVGEOM_API int meshHoleFill(CompactMesh& mesh, const MeshAdjTris& adjTris, const MeshAdjVertices& adjVertices,
+                            const MeshBoundaries& boundaries, const qv::list<int>& holes, HoleQuality quality,
+                            qvUtil::Progress& progress);
 
 }  // namespace qvGeom
