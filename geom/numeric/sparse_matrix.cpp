@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <iostream>
 #include <string>
 
+#include "geom/model/keel/format.h"
 #include "geom/numeric/packed_rows.h"
 
 namespace qvGeom {
@@ -34,11 +34,7 @@ bool isFinite(const NVector& v) {
   return sums[0] + sums[1] + sums[2] + sums[3] == 0;
 }
 
-std::string elementText(double value) {
-  char text[340];  // the largest double has 309 digits before the point
-  std::snprintf(text, sizeof text, "%.10f", value);
-  return text;
-}
+std::string elementText(double value) { return qvString::formatText("%.10f", value); }
 
 }  // namespace
 
