@@ -3,7 +3,18 @@
 #include <bit>
 #include <cstdint>
 
+#include "geom/model/keel/lanes.h"
+
 namespace qvGeom {
+
+namespace {
+
+// Elements to ask for ahead of their turn: a product waits for memory and for little else. The streams are
+// longer by as many, so that nothing is asked for that is not there.
+constexpr int kAhead = 512;
+constexpr int kLine = 8;  // values in a line of the cache
+
+}  // namespace
 
 PackedRows::PackedRows(const qv::vector<qv::vector<SparseElement>>& rows) {
   std::size_t elements = 0;
@@ -12,6 +23,8 @@ PackedRows::PackedRows(const qv::vector<qv::vector<SparseElement>>& rows) {
   values_.reserve(elements);
   blocks_.reserve(rows.size());
   for (int i = static_cast<int>(rows.size()) - 1; i >= 0; --i) append(i, rows[i]);
+  columns_.resize(columns_.size() + kAhead + kLine);
+  values_.resize(values_.size() + kAhead + kLine);
   columns_.shrink_to_fit();
   values_.shrink_to_fit();
   blocks_.shrink_to_fit();
@@ -57,6 +70,9 @@ namespace {
 template <int kHeight>
 inline double multiplyBlock(int count, const int* columns, const double* values, const double* x,
                             const double* xOfRows, double* y, double total) {
+  qvUtil::prefetch(columns + kAhead);
+  qvUtil::prefetch(values + kAhead);
+  qvUtil::prefetch(values + kAhead + kLine);  // a row of a mesh takes more than one cache line
   double sums[kHeight] = {};
   for (int e = 0; e < count; ++e) {
     const double* at = x + columns[e];
