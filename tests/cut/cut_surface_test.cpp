@@ -164,11 +164,7 @@ TEST(MakeDisk, IsUntouchedWhenCancelled) {
   for (int asks = 0;; ++asks) {
     CompactMesh mesh = before;
     NoticeLog log(mesh);
-    struct Impatient : qvUtil::Progress {
-      int left;
-      bool cancelled() override { return left-- <= 0; }
-    } progress;
-    progress.left = asks;
+    CancelAfter progress(asks);
     const bool done = cutSurface::makeDisk(mesh, progress);
     EXPECT_EQ(log.sent.size(), done ? 1u : 0u);
     EXPECT_EQ(indicesOf(mesh) == indicesOf(before), !done);
