@@ -9,15 +9,15 @@ namespace qvGeom {
 namespace cutSurface {
 
 /// Cuts a connected mesh open along edges until it is a disc: along all inner edges that a breadth-first
-/// spanning tree of the triangles does not cross. The tree begins with all triangles around vertex 0, or, when
-/// no triangle uses it, around the first corner of triangle 0. Neighbours are visited in the order of their
-/// edges, so the cut depends on the numbering of the mesh and on nothing else. A mesh that is a disc already
-/// is cut too, from its boundary inwards, and stays one piece.
+/// spanning tree of the triangles does not cross. The tree begins with all triangles around vertex 0, or,
+/// when no triangle uses it, around the first corner of triangle 0. Neighbours are visited in the order of
+/// their edges, so the cut depends on the numbering of the mesh and on nothing else. A mesh that is a disc
+/// already is cut too, from its boundary inwards, and stays one piece.
 ///
 /// A vertex on the cut is split once for every further wedge of triangles that the cut separates around it.
 /// New vertices follow behind all others, in the order of the vertices that they were split from; they have
-/// their position and nothing else (other channels are zero). Triangles keep their number and order; no corner
-/// moves. Only the piece that holds the first triangles is cut; others stay whole.
+/// their position and nothing else (other channels are zero). Triangles keep their number and order; no
+/// corner moves. Only the piece that holds the first triangles is cut; others stay whole.
 ///
 /// Sends one notice, of a topology that was modified, without a map; none for a mesh without triangles.
 /// Edges of more than two triangles and flipped triangles are cut in some way that depends on nothing but

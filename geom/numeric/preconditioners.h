@@ -34,8 +34,8 @@ class QVGEOM_API DiagonalPreconditioner : public Preconditioner {
   NVector inverse_;
 };
 
-/// Incomplete Cholesky factorisation without fill-in, of the upper triangle of A: exact where the complete one
-/// has no other elements, as for a tridiagonal matrix.
+/// Incomplete Cholesky factorisation without fill-in, of the upper triangle of A: exact where the complete
+/// one has no other elements, as for a tridiagonal matrix.
 class QVGEOM_API IncompleteCholeskyPreconditioner : public Preconditioner {
  public:
   explicit IncompleteCholeskyPreconditioner(const SparseMatrix& A);
