@@ -74,7 +74,8 @@ class QVGEOM_API ConjugateGradient {
   double getResidualInfinityNorm() const;
 
  private:
-  void precondition(const NVector& r, NVector& z) const;
+  double takeStep(double alpha);
+  void turnDirection(double scaledResidual);
 
   int iteration_ = 0;
   SparseMatrix A_;
@@ -83,6 +84,7 @@ class QVGEOM_API ConjugateGradient {
   double bNormSquared_ = 0;
   double residualNormSquared_ = 0;
   std::unique_ptr<Preconditioner> preconditioner_;
+  const NVector* diagonal_ = nullptr;  // of the preconditioner, when it is that of the diagonal
 };
 
 }  // namespace qvGeom

@@ -87,6 +87,8 @@ class QVGEOM_API SparseMatrix {
   friend QVGEOM_API std::ostream& operator<<(std::ostream& out, const SparseMatrix& matrix);
 
  private:
+  friend class IncompleteCholeskyPreconditioner;  // factorises rows where they stand
+
   void copy(const SparseMatrix& other);
   const PackedRows& packed() const;
 

@@ -2,10 +2,11 @@
 
 #include <atomic>
 #include <cstdarg>
-#include <cstdio>
 #include <mutex>
 #include <string>
 #include <utility>
+
+#include "geom/model/keel/format.h"
 
 namespace qvOS {
 
@@ -60,14 +61,9 @@ void DebugChannel::setSink(Sink sink) { state_->gate.setSink(std::move(sink)); }
 
 void DebugChannel::print(char const* format, ...) {
   if (!state_->gate.connected()) return;
-  va_list args;
+  std::va_list args;
   va_start(args, format);
-  va_list measured;
-  va_copy(measured, args);
-  const int length = std::vsnprintf(nullptr, 0, format, measured);
-  va_end(measured);
-  std::string text(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');
-  if (length > 0) std::vsnprintf(text.data(), text.size() + 1, format, args);
+  const std::string text = qvString::formatText(format, args);
   va_end(args);
   state_->gate.send(text.c_str());
 }
