@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <random>
 
+#include "geom/edit/edge_relaxer.h"
+
 #include "tests/support/topo_build.h"
 #include "tests/support/topo_checks.h"
 
@@ -113,6 +115,63 @@ TEST(EdgeSwap, MakesPlanarMeshesDelaunay) {
       const double sum =
           qvLinear::angle(p[0] - p[2], p[1] - p[2]) + qvLinear::angle(p[0] - p[3], p[1] - p[3]);
       EXPECT_LE(sum, M_PI + 1e-9);
+    }
+  }
+}
+
+// The test decides as the angles themselves do, near ties as well.
+TEST(EdgeSwap, ComparesAngleSumsAsTheAnglesDo) {
+  std::mt19937 random(1);
+  std::normal_distribution<double> normal;
+  int vetoes = 0;
+  for (int i = 0; i < 100000; ++i) {
+    const double height = i % 2 ? 1 : std::pow(10, -(i % 40)), scale = std::pow(10, i % 90 - 45);
+    Point q[4];
+    for (int k = 0; k < 4; ++k) {
+      // Every third on a circle: all four angles tie but for rounding.
+      const double x = normal(random), y = normal(random), r = i % 3 ? 1 : std::hypot(x, y);
+      q[k] = {scale * x / r, scale * y / r, scale * height * normal(random) * (i % 3 ? 1 : 1e-9)};
+    }
+    if (i % 7 == 0) q[1] = q[0] + (q[2] - q[0]) * (i % 5 * 0.25);
+    TopoMesh mesh;
+    bool veto = false;
+    MeshEdgeSwapper::minimizeOppositeAngleSum(twoTriangles(mesh, q), veto);
+    const auto angleAt = [&](int at, int a, int b) { return qvLinear::angle(q[a] - q[at], q[b] - q[at]); };
+    ASSERT_EQ(veto, angleAt(1, 2, 3) + angleAt(0, 2, 3) >= angleAt(2, 0, 1) + angleAt(3, 0, 1)) << i;
+    vetoes += veto;
+  }
+  EXPECT_TRUE(vetoes > 20000 && vetoes < 80000) << vetoes;
+}
+
+// Which asks only where something has changed, and must make the swaps of full sweeps all the same.
+TEST(EdgeSwap, RelaxerSwapsAsSweepsDo) {
+  for (unsigned seed = 0; seed < 60; ++seed) {
+    SCOPED_TRACE(testing::Message() << "seed " << seed);
+    TopoMesh mesh, expected;
+    MeshEdgeSwapper swapper;
+    qvRTB::SignalBase client;
+    swapper.getVetoSignal().connect(client, MeshEdgeSwapper::minimizeOppositeAngleSum);
+    MeshEdgeRelaxer relaxer(mesh, 1);
+    qv::set<TopoMeshEdge> edges;
+    for (TopoMesh* m : {&mesh, &expected}) {
+      std::mt19937 random(seed);
+      std::normal_distribution<double> shift(0, seed % 3 * 0.4);
+      for (const TopoMeshVertex v : buildTopo(*m, seed % 2 ? topoTorus(7, 5) : topoGrid(9, 7)))
+        v.setPoint({v.point()[0] + shift(random), v.point()[1] + shift(random), shift(random)});
+      for (TopoMeshEdge e = m->firstEdge(); e; e = e.nextInMesh()) {
+        if (!e.twin() || e.twin() < e || random() % 8 == 0) continue;
+        if (m == &mesh) relaxer.add(e); else edges.insert(e);
+      }
+    }
+    qvUtil::Progress progress;
+    for (int round = 0; round < 4; ++round) {
+      ASSERT_TRUE(relaxer.relax(progress));
+      meshSwapEdgesRepeatedly(expected, edges, swapper);
+      ASSERT_EQ(test::fingerprint(mesh), test::fingerprint(expected));
+      // Pulls at the first edge's end, and says so.
+      const TopoMeshVertex ends[] = {mesh.firstEdge().end(), expected.firstEdge().end()};
+      for (const TopoMeshVertex v : ends) v.setPoint({v.point()[0] + 0.7, v.point()[1], v.point()[2]});
+      for (TopoMeshEdge e = mesh.firstEdge(); e; e = e.nextInMesh()) relaxer.changed(e);
     }
   }
 }
