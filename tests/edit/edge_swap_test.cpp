@@ -160,7 +160,10 @@ TEST(EdgeSwap, RelaxerSwapsAsSweepsDo) {
         v.setPoint({v.point()[0] + shift(random), v.point()[1] + shift(random), shift(random)});
       for (TopoMeshEdge e = m->firstEdge(); e; e = e.nextInMesh()) {
         if (!e.twin() || e.twin() < e || random() % 8 == 0) continue;
-        if (m == &mesh) relaxer.add(e); else edges.insert(e);
+        if (m == &mesh)
+          relaxer.add(e);
+        else
+          edges.insert(e);
       }
     }
     qvUtil::Progress progress;

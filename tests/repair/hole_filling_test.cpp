@@ -118,7 +118,8 @@ CompactMesh tube(int n, int rings, const R& r, const Z& z) {
 }
 CompactMesh cylinder(int n, int rings) {
   const double step = 2 * std::sin(M_PI / n);
-  return tube(n, rings, [](int) { return 1.0; }, [=](int j) { return j * step * 0.8; });
+  return tube(
+      n, rings, [](int) { return 1.0; }, [=](int j) { return j * step * 0.8; });
 }
 
 double offTorus(const Triple& p) {
@@ -149,19 +150,24 @@ TEST(HoleFilling, ContinuesTheSurface) {
     qvLinear::Point centre;
     int otherEdges, euler;
   };
-  for (const Case& c :
-       {Case{"torus", shapes::torus(120, 60), offTorus, {3, 0, 0}, 0, 0},
-        Case{"sphere", tube(120, 90, [&](int j) { return std::sin(globe(j)); },
-                            [&](int j) { return -std::cos(globe(j)); }),
-             offSphere, {0, 1, 0}, 240, 0},
-        Case{"saddle", saddle(), offSaddle, {0, 0, 0}, 240, 1}})
+  for (const Case& c : {Case{"torus", shapes::torus(120, 60), offTorus, {3, 0, 0}, 0, 0},
+                        Case{"sphere",
+                             tube(
+                                 120, 90, [&](int j) { return std::sin(globe(j)); },
+                                 [&](int j) { return -std::cos(globe(j)); }),
+                             offSphere,
+                             {0, 1, 0},
+                             240,
+                             0},
+                        Case{"saddle", saddle(), offSaddle, {0, 0, 0}, 240, 1}})
     for (const HoleQuality quality : kQualities) {
       SCOPED_TRACE(std::string(c.name) + " at quality " + std::to_string(quality));
       const CompactMesh before = cut(c.whole, c.centre, 0.5);
       const Adjacency adjacency(before);
       int hole = 0;
-      while (std::fabs(distance(before.getVertices()[*adjacency.boundaries.getStart(hole)].asPoint(), c.centre) -
-                       0.5) > 0.1)
+      while (
+          std::fabs(distance(before.getVertices()[*adjacency.boundaries.getStart(hole)].asPoint(), c.centre) -
+                    0.5) > 0.1)
         ++hole;
       CompactMesh mesh = before;
       ASSERT_EQ(fill(mesh, {hole}, quality), 1);
@@ -195,7 +201,7 @@ TEST(HoleFilling, RefinesToTheLengthsAround) {
       double nearest = 1;
       for (const Triple& p : f)
         nearest = std::min<double>(nearest, std::hypot(p[0] - (f[0][0] + f[1][0] + f[2][0]) / 3,
-                                               p[1] - (f[0][1] + f[1][1] + f[2][1]) / 3));
+                                                       p[1] - (f[0][1] + f[1][1] + f[2][1]) / 3));
       EXPECT_LE(M_SQRT2 * nearest, longest);
     }
   }
@@ -212,7 +218,8 @@ TEST(HoleFilling, KeepsAPlanePlane) {
 
 const Tris kOpenBox{{0, 2, 1}, {0, 3, 2}, {0, 1, 5}, {0, 5, 4}, {1, 2, 6},
                     {1, 6, 5}, {2, 3, 7}, {2, 7, 6}, {3, 0, 4}, {3, 4, 7}};
-const Points kBoxCorners{{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}, {0, 0, 1}, {1, 0, 1}, {1, 1, 1}, {0, 1, 1}};
+const Points kBoxCorners{{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0},
+                         {0, 0, 1}, {1, 0, 1}, {1, 1, 1}, {0, 1, 1}};
 const Tris kTetrahedron{{0, 2, 1}, {0, 1, 3}, {1, 2, 3}, {2, 0, 3}};
 
 TEST(HoleFilling, CountsWhatItFills) {
@@ -354,8 +361,8 @@ TEST(HoleFilling, SurvivesAnyLoops) {
     const bool finite = std::all_of(mesh.getVerticesRaw(), mesh.getVerticesRaw() + 3 * mesh.getNumVertices(),
                                     [](float x) { return std::isfinite(x); });
     qvUtil::Progress progress;
-    filled += meshHoleFill(mesh, adjacency.tris, adjacency.vertices,
-                           seed % 3 ? given : adjacency.boundaries, {0, 1, 2}, kQualities[seed % 5 % 3], progress);
+    filled += meshHoleFill(mesh, adjacency.tris, adjacency.vertices, seed % 3 ? given : adjacency.boundaries,
+                           {0, 1, 2}, kQualities[seed % 5 % 3], progress);
     expectSound(mesh);
     EXPECT_LE(repeats(mesh), before);
     for (const float x : positionsOf(mesh)) ASSERT_TRUE(!finite || std::isfinite(x));
