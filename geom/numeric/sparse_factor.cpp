@@ -125,7 +125,7 @@ SparseFactor::Outcome SparseFactor::compute(const Above& rows, qvUtil::Progress&
   rows_.resize(static_cast<std::size_t>(starts_.back()));
   values_.resize(rows_.size());
   inverseD_.resize(order_.size());
-  work_.resize(3 * order_.size());
+  work_.assign(kLanes * order_.size(), 0);
   qv::vector<std::int64_t> ends(starts_.begin(), starts_.end() - 1);  // of what each column has so far
   qv::vector<double> row(order_.size(), 0);
   qv::vector<int> seenBy(order_.size(), -1);
@@ -153,7 +153,7 @@ SparseFactor::Outcome SparseFactor::compute(const Above& rows, qvUtil::Progress&
       const double l = y * inverseD_[i];
       d -= l * y;
       rows_[ends[i]] = k;
-      values_[ends[i]++] = l;
+      values_[ends[i]++] = static_cast<float>(l);
     }
     // A matrix that is singular but for rounding has no factor worth using.
     if (!(d > 1e-10 * rows.diagonal[k])) return Outcome::notDefinite;
@@ -165,23 +165,29 @@ SparseFactor::Outcome SparseFactor::compute(const Above& rows, qvUtil::Progress&
 void SparseFactor::solve(double* x) const {
   const int n = static_cast<int>(order_.size());
   double* const w = work_.data();
+  const int* const rows = rows_.data();
+  const float* const values = values_.data();
   for (int k = 0; k < n; ++k)
-    for (int d = 0; d < 3; ++d) w[3 * k + d] = x[3 * order_[k] + d];
+    for (int d = 0; d < 3; ++d) w[kLanes * k + d] = x[3 * order_[k] + d];
   for (int k = 0; k < n; ++k) {
-    const double at[] = {w[3 * k], w[3 * k + 1], w[3 * k + 2]};
+    double at[kLanes];
+    std::copy_n(w + kLanes * k, kLanes, at);
     for (std::int64_t e = starts_[k]; e < starts_[k + 1]; ++e) {
-      double* const to = w + 3 * rows_[e];
-      for (int d = 0; d < 3; ++d) to[d] -= values_[e] * at[d];
+      double* const to = w + std::ptrdiff_t{kLanes} * rows[e];
+      const double value = values[e];
+      for (int d = 0; d < kLanes; ++d) to[d] -= value * at[d];
     }
   }
   for (int k = n - 1; k >= 0; --k) {
-    double sum[3];
-    for (int d = 0; d < 3; ++d) sum[d] = w[3 * k + d] * inverseD_[k];
+    double sum[kLanes];
+    for (int d = 0; d < kLanes; ++d) sum[d] = w[kLanes * k + d] * inverseD_[k];
     for (std::int64_t e = starts_[k]; e < starts_[k + 1]; ++e) {
-      const double* const from = w + 3 * rows_[e];
-      for (int d = 0; d < 3; ++d) sum[d] -= values_[e] * from[d];
+      const double* const from = w + std::ptrdiff_t{kLanes} * rows[e];
+      const double value = values[e];
+      for (int d = 0; d < kLanes; ++d) sum[d] -= value * from[d];
     }
-    for (int d = 0; d < 3; ++d) x[3 * order_[k] + d] = w[3 * k + d] = sum[d];
+    std::copy_n(sum, kLanes, w + kLanes * k);
+    std::copy_n(sum, 3, x + 3 * order_[k]);
   }
 }
 

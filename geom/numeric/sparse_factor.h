@@ -18,9 +18,10 @@ struct SymmetricRows {
   int size() const { return static_cast<int>(diagonal.size()); }
 };
 
-/// L D L^T of a positive definite matrix whose unknowns belong to points that are joined to near ones only,
-/// as vertices of a surface are: these are numbered by dissection, halves before the seam between them, which
-/// keeps L sparse: O(n log n) elements and O(n^1.5) time on a surface.
+/// L D L^T of a positive definite matrix, with L rounded to floats: good for preconditioning. The unknowns
+/// belong to points that are joined to near ones only, as vertices of a surface are. These are numbered by
+/// dissection, halves before the seam between them, which keeps L sparse: O(n log n) elements and O(n^1.5)
+/// time on a surface.
 /// After A. George, Nested dissection of a regular finite element mesh (1973), and T. A. Davis, Algorithm
 /// 849: a concise sparse Cholesky factorization package (2005).
 class SparseFactor {
@@ -37,6 +38,8 @@ class SparseFactor {
   void solve(double* x) const;
 
  private:
+  static constexpr int kLanes = 4;  // x, y, z and a zero, so that they go in pairs
+
   struct Above;  // what a row has to the left of its diagonal
 
   void analyse(const Above& rows);
@@ -46,7 +49,7 @@ class SparseFactor {
   qv::vector<int> parent_;           // row of the first element below the diagonal in a column of L, or -1
   qv::vector<std::int64_t> starts_;  // of the columns of L
   qv::vector<int> rows_;
-  qv::vector<double> values_;
+  qv::vector<float> values_;  // half of what a solution reads
   qv::vector<double> inverseD_;
   mutable qv::vector<double> work_;
 };

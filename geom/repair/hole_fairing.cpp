@@ -1,5 +1,6 @@
 #include "geom/repair/hole_fairing.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <limits>
@@ -33,6 +34,10 @@ class TwicePlain : public Preconditioner {
   SparseFactor factor_;
 };
 
+bool isFinite(const NVector& v) {
+  return std::all_of(v.data(), v.data() + v.size(), [](double x) { return std::isfinite(x); });
+}
+
 }  // namespace
 
 HoleFairing::HoleFairing(const qv::vector<TopoMeshVertex>& unknowns, qvUtil::Progress& progress)
@@ -47,9 +52,27 @@ HoleFairing::HoleFairing(const qv::vector<TopoMeshVertex>& unknowns, qvUtil::Pro
       places_(unknowns.size(), -1) {}
 
 bool HoleFairing::run(qvUtil::Progress& phase) {
-  if (!build() || !initPreconditioner() || !solve(phase)) return false;
+  findNeighbours();
+  if (!build()) return false;
+  if (!isFinite(b_) || !isFinite(start_)) return true;  // no step would ever be the last
+  if (!initPreconditioner() || !solve(phase)) return false;
   apply();
   return true;
+}
+
+// New vertices are surrounded by faces.
+void HoleFairing::appendNeighbours(TopoMeshVertex v, qv::vector<TopoMeshVertex>& neighbours) const {
+  for (TopoMeshEdgeVertexIterator it(v); it.valid(); it.next()) {
+    const TopoMeshVertex n = it.get().end();
+    if (isUnknown(n) || !n.onBoundary()) neighbours.push_back(n);
+  }
+}
+
+void HoleFairing::findNeighbours() {
+  for (const TopoMeshVertex v : unknowns_) {
+    appendNeighbours(v, neighbours_);
+    starts_.push_back(neighbours_.size());
+  }
 }
 
 bool HoleFairing::build() {
@@ -62,33 +85,28 @@ bool HoleFairing::build() {
   return true;
 }
 
-// New vertices are surrounded by faces.
-void HoleFairing::findNeighbours(TopoMeshVertex v, qv::vector<TopoMeshVertex>& neighbours) const {
-  neighbours.clear();
-  for (TopoMeshEdgeVertexIterator it(v); it.valid(); it.next()) {
-    const TopoMeshVertex n = it.get().end();
-    if (isUnknown(n) || !n.onBoundary()) neighbours.push_back(n);
-  }
-}
-
 void HoleFairing::addRow(int i) {
-  findNeighbours(unknowns_[i], neighbours_);
-  if (neighbours_.empty()) {
+  const Neighbours neighbours = neighboursOf(i);
+  if (neighbours.empty()) {
     // Nothing is asked of it, and a zero on the diagonal would spoil all others: it stays where it is.
     for (int d = 0; d < 3; ++d) b_[3 * i + d] = start_[3 * i + d];
     addTerm(i, 1, unknowns_[i]);
   } else {
-    addUmbrella(i, -static_cast<double>(neighbours_.size()), unknowns_[i], neighbours_);
-    for (const TopoMeshVertex n : neighbours_) {
-      findNeighbours(n, neighboursOfNeighbour_);
-      addUmbrella(i, 1, n, neighboursOfNeighbour_);
+    addUmbrella(i, -static_cast<double>(neighbours.size()), unknowns_[i], neighbours);
+    for (const TopoMeshVertex n : neighbours) {
+      if (isUnknown(n)) {
+        addUmbrella(i, 1, n, neighboursOf(indexOf(n)));
+      } else {
+        neighboursOfFixed_.clear();
+        appendNeighbours(n, neighboursOfFixed_);
+        addUmbrella(i, 1, n, neighboursOfFixed_);
+      }
     }
   }
   moveRowToMatrix(i);
 }
 
-void HoleFairing::addUmbrella(int i, double weight, TopoMeshVertex v,
-                              const qv::vector<TopoMeshVertex>& neighbours) {
+void HoleFairing::addUmbrella(int i, double weight, TopoMeshVertex v, Neighbours neighbours) {
   for (const TopoMeshVertex n : neighbours) addTerm(i, weight, n);
   addTerm(i, -static_cast<double>(neighbours.size()) * weight, v);
 }
@@ -121,16 +139,16 @@ bool HoleFairing::initPreconditioner() {
   SymmetricRows plain;
   qv::vector<qvLinear::Point> points;
   plain.starts.push_back(0);
-  for (const TopoMeshVertex v : unknowns_) {
-    findNeighbours(v, neighbours_);
-    for (const TopoMeshVertex n : neighbours_) {
+  for (int i = 0; i < numVertices_; ++i) {
+    const Neighbours neighbours = neighboursOf(i);
+    for (const TopoMeshVertex n : neighbours) {
       if (!isUnknown(n)) continue;
       plain.columns.push_back(indexOf(n));
       plain.values.push_back(-1);
     }
     plain.starts.push_back(static_cast<int>(plain.columns.size()));
-    plain.diagonal.push_back(neighbours_.empty() ? 1 : static_cast<double>(neighbours_.size()));
-    points.push_back(v.point());
+    plain.diagonal.push_back(neighbours.empty() ? 1 : static_cast<double>(neighbours.size()));
+    points.push_back(unknowns_[i].point());
   }
   SparseFactor factor;
   switch (factor.factor(plain, points, progress_)) {

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <span>
 
 #include "geom/model/keel/containers.h"
 #include "geom/model/keel/progress.h"
@@ -25,6 +27,7 @@ class HoleFairing {
   bool run(qvUtil::Progress& phase);
 
  private:
+  using Neighbours = std::span<const TopoMeshVertex>;
   struct Element {
     int column;
     double value;
@@ -32,11 +35,16 @@ class HoleFairing {
 
   bool isUnknown(TopoMeshVertex v) const { return v.number() >= firstNumber_; }
   int indexOf(TopoMeshVertex v) const { return static_cast<int>(v.number() - firstNumber_); }
-  void findNeighbours(TopoMeshVertex v, qv::vector<TopoMeshVertex>& neighbours) const;
+  /// Those that are not on the boundary, in the order about v.
+  void appendNeighbours(TopoMeshVertex v, qv::vector<TopoMeshVertex>& neighbours) const;
+  Neighbours neighboursOf(int i) const {
+    return {neighbours_.data() + starts_[i], neighbours_.data() + starts_[i + 1]};
+  }
 
+  void findNeighbours();
   bool build();
   void addRow(int i);
-  void addUmbrella(int i, double weight, TopoMeshVertex v, const qv::vector<TopoMeshVertex>& neighbours);
+  void addUmbrella(int i, double weight, TopoMeshVertex v, Neighbours neighbours);
   void addTerm(int i, double weight, TopoMeshVertex v);
   void moveRowToMatrix(int i);
 
@@ -52,12 +60,13 @@ class HoleFairing {
   ConjugateGradient solver_;
   NVector b_;
   NVector start_;
+  qv::vector<TopoMeshVertex> neighbours_;  // of all unknowns, one after another
+  qv::vector<std::size_t> starts_{0};
+  qv::vector<TopoMeshVertex> neighboursOfFixed_;
   // Of the row in work, which is the same for all three coordinates: elements in the order of their first
   // mention, and the place of each column among them, or -1.
   qv::vector<Element> row_;
   qv::vector<int> places_;
-  qv::vector<TopoMeshVertex> neighbours_;
-  qv::vector<TopoMeshVertex> neighboursOfNeighbour_;
 };
 
 }  // namespace qvGeom
