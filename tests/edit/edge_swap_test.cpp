@@ -4,8 +4,6 @@
 #include <gtest/gtest.h>
 #include <random>
 
-#include "geom/edit/edge_relaxer.h"
-
 #include "tests/support/topo_build.h"
 #include "tests/support/topo_checks.h"
 
@@ -141,42 +139,6 @@ TEST(EdgeSwap, ComparesAngleSumsAsTheAnglesDo) {
     vetoes += veto;
   }
   EXPECT_TRUE(vetoes > 20000 && vetoes < 80000) << vetoes;
-}
-
-// Which asks only where something has changed, and must make the swaps of full sweeps all the same.
-TEST(EdgeSwap, RelaxerSwapsAsSweepsDo) {
-  for (unsigned seed = 0; seed < 60; ++seed) {
-    SCOPED_TRACE(testing::Message() << "seed " << seed);
-    TopoMesh mesh, expected;
-    MeshEdgeSwapper swapper;
-    qvRTB::SignalBase client;
-    swapper.getVetoSignal().connect(client, MeshEdgeSwapper::minimizeOppositeAngleSum);
-    MeshEdgeRelaxer relaxer(mesh, 1);
-    qv::set<TopoMeshEdge> edges;
-    for (TopoMesh* m : {&mesh, &expected}) {
-      std::mt19937 random(seed);
-      std::normal_distribution<double> shift(0, seed % 3 * 0.4);
-      for (const TopoMeshVertex v : buildTopo(*m, seed % 2 ? topoTorus(7, 5) : topoGrid(9, 7)))
-        v.setPoint({v.point()[0] + shift(random), v.point()[1] + shift(random), shift(random)});
-      for (TopoMeshEdge e = m->firstEdge(); e; e = e.nextInMesh()) {
-        if (!e.twin() || e.twin() < e || random() % 8 == 0) continue;
-        if (m == &mesh)
-          relaxer.add(e);
-        else
-          edges.insert(e);
-      }
-    }
-    qvUtil::Progress progress;
-    for (int round = 0; round < 4; ++round) {
-      ASSERT_TRUE(relaxer.relax(progress));
-      meshSwapEdgesRepeatedly(expected, edges, swapper);
-      ASSERT_EQ(test::fingerprint(mesh), test::fingerprint(expected));
-      // Pulls at the first edge's end, and says so.
-      const TopoMeshVertex ends[] = {mesh.firstEdge().end(), expected.firstEdge().end()};
-      for (const TopoMeshVertex v : ends) v.setPoint({v.point()[0] + 0.7, v.point()[1], v.point()[2]});
-      for (TopoMeshEdge e = mesh.firstEdge(); e; e = e.nextInMesh()) relaxer.changed(e);
-    }
-  }
 }
 
 }  // namespace
