@@ -21,9 +21,11 @@ namespace cutSurface {
 ///
 /// Sends one notice, of a topology that was modified, without a map; none for a mesh without triangles.
 /// Edges of more than two triangles and flipped triangles are cut in some way that depends on nothing but
-/// their numbers; the result is then no disc.
+/// their numbers; the result need be no disc then. At a vertex of the cut, triangles that hang together by no
+/// edge get vertices of their own; those that repeat a vertex stay as they are, and nothing is joined to
+/// them.
 ///
-/// O(V + T log T) for bounded valence. One thread at a time.
+/// O(V + T log T). One thread at a time.
 QVGEOM_API void makeDisk(CompactMesh& mesh);
 /// The same, given up when cancelled. @return false when cancelled: the mesh is as it was
 QVGEOM_API bool makeDisk(CompactMesh& mesh, qvUtil::Progress& progress);

@@ -47,7 +47,7 @@ void inPhase(Progress& progress, double share, char const* caption, const Work& 
   progress.subPhase(share, phase);
   if (caption) phase.setCaption(caption);
   work(phase);
-  if (!phase.cancelled()) phase.set(1);
+  phase.set(1);
 }
 
 struct Extent {

@@ -1,85 +1,110 @@
 #include "geom/numeric/packed_rows.h"
 
 #include <bit>
+#include <cstdint>
+
+#include "geom/model/keel/lanes.h"
 
 namespace qvGeom {
 
+namespace {
+
+// Elements to ask for ahead of their turn: a product waits for memory and for little else. The streams are
+// longer by as many, so that nothing is asked for that is not there.
+constexpr int kAhead = 512;
+constexpr int kLine = 8;  // values in a line of the cache
+
+}  // namespace
+
 PackedRows::PackedRows(const qv::vector<qv::vector<SparseElement>>& rows) {
-  const int n = static_cast<int>(rows.size());
   std::size_t elements = 0;
   for (const auto& row : rows) elements += row.size();
   columns_.reserve(elements);
   values_.reserve(elements);
-  blocks_.reserve(rows.size() + 1);
-  for (int i = 0; i < n; ++i) {
-    if (!blocks_.empty() && blocks_.back().height < kMaxHeight && repeats(rows[i], blocks_.back().height)) {
-      ++blocks_.back().height;
-      continue;
-    }
-    blocks_.push_back({i, 1, static_cast<std::int64_t>(columns_.size())});
-    for (const SparseElement& element : rows[i]) {
-      if (element.value == 0) {
-        leftOut_ = true;
-        continue;
-      }
-      columns_.push_back(element.column);
-      values_.push_back(element.value);
-    }
-  }
-  blocks_.push_back({n, 0, static_cast<std::int64_t>(columns_.size())});
+  blocks_.reserve(rows.size());
+  for (int i = static_cast<int>(rows.size()) - 1; i >= 0; --i) append(i, rows[i]);
+  columns_.resize(columns_.size() + kAhead + kLine);
+  values_.resize(values_.size() + kAhead + kLine);
   columns_.shrink_to_fit();
   values_.shrink_to_fit();
   blocks_.shrink_to_fit();
 }
 
-// Whether the row is the last block's first one, shifted by so many columns.
-bool PackedRows::repeats(const qv::vector<SparseElement>& row, int shift) const {
-  std::size_t e = static_cast<std::size_t>(blocks_.back().first);
+// A row joins the block of the row below it or begins another. The columns of a block are those of its first
+// row, so they move on by one with each row that joins above.
+void PackedRows::append(int i, const qv::vector<SparseElement>& row) {
+  if (!blocks_.empty() && blocks_.back().height < kMaxHeight && repeats(row)) {
+    Block& block = blocks_.back();
+    --block.row;
+    ++block.height;
+    for (std::size_t e = columns_.size() - block.count; e < columns_.size(); ++e) --columns_[e];
+    return;
+  }
+  const std::size_t first = columns_.size();
+  for (const SparseElement& element : row) {
+    if (element.value == 0) {
+      leftOut_ = true;
+      continue;
+    }
+    columns_.push_back(element.column);
+    values_.push_back(element.value);
+  }
+  blocks_.push_back({i, 1, static_cast<int>(columns_.size() - first)});
+}
+
+// Whether a row is like the first one of the last block, one column to the left.
+bool PackedRows::repeats(const qv::vector<SparseElement>& row) const {
+  std::size_t e = columns_.size() - blocks_.back().count;
   for (const SparseElement& element : row) {
     if (element.value == 0) continue;
-    if (e == columns_.size() || columns_[e] != element.column - shift) return false;
+    if (e == columns_.size() || columns_[e] != element.column + 1) return false;
     if (std::bit_cast<std::uint64_t>(values_[e]) != std::bit_cast<std::uint64_t>(element.value)) return false;
     ++e;
   }
   return e == columns_.size();
 }
 
+namespace {
+
+// @return `total` and the block's part of x.y
 template <int kHeight>
-inline void PackedRows::multiplyBlock(const Block& block, const double* x, double* sums) const {
-  double sum[kHeight] = {};
-  const std::int64_t end = (&block + 1)->first;
-  for (std::int64_t e = block.first; e < end; ++e) {
-    const double value = values_[e];
-    const double* at = x + columns_[e];
-    for (int k = 0; k < kHeight; ++k) sum[k] += value * at[k];
+inline double multiplyBlock(int count, const int* columns, const double* values, const double* x,
+                            const double* xOfRows, double* y, double total) {
+  qvUtil::prefetch(columns + kAhead);
+  qvUtil::prefetch(values + kAhead);
+  qvUtil::prefetch(values + kAhead + kLine);  // a row of a mesh takes more than one cache line
+  double sums[kHeight] = {};
+  for (int e = 0; e < count; ++e) {
+    const double* at = x + columns[e];
+    for (int k = 0; k < kHeight; ++k) sums[k] += values[e] * at[k];
   }
-  for (int k = 0; k < kHeight; ++k) sums[k] = sum[k];
-}
-
-inline void PackedRows::multiplyBlock(const Block& block, const double* x, double* sums) const {
-  switch (block.height) {
-    case 1:
-      return multiplyBlock<1>(block, x, sums);
-    case 2:
-      return multiplyBlock<2>(block, x, sums);
-    default:
-      return multiplyBlock<3>(block, x, sums);
+  for (int k = kHeight - 1; k >= 0; --k) {
+    y[k] = sums[k];
+    total += xOfRows[k] * sums[k];
   }
+  return total;
 }
 
-void PackedRows::multiply(const double* x, double* y) const {
-  for (std::size_t b = 0; b + 1 < blocks_.size(); ++b) multiplyBlock(blocks_[b], x, y + blocks_[b].row);
-}
+}  // namespace
 
-double PackedRows::multiplyAndDot(const double* x, double* y) const {
-  double sum = 0;
-  for (std::size_t b = blocks_.size() - 1; b-- > 0;) {
-    const Block& block = blocks_[b];
+double PackedRows::multiply(const double* x, double* y) const {
+  const int* columns = columns_.data();
+  const double* values = values_.data();
+  double total = 0;
+  for (const Block& block : blocks_) {
+    const double* xOfRows = x + block.row;
     double* out = y + block.row;
-    multiplyBlock(block, x, out);
-    for (int k = block.height - 1; k >= 0; --k) sum += x[block.row + k] * out[k];
+    const int count = block.count;
+    if (block.height == 1)
+      total = multiplyBlock<1>(count, columns, values, x, xOfRows, out, total);
+    else if (block.height == 2)
+      total = multiplyBlock<2>(count, columns, values, x, xOfRows, out, total);
+    else
+      total = multiplyBlock<3>(count, columns, values, x, xOfRows, out, total);
+    columns += count;
+    values += count;
   }
-  return sum;
+  return total;
 }
 
 }  // namespace qvGeom

@@ -23,17 +23,6 @@ double rowTimes(const qv::vector<SparseElement>& row, const NVector& x) {
   return sum;
 }
 
-bool isFinite(const NVector& v) {
-  // Four sums side by side; a product with zero is zero but for what is not finite.
-  double sums[4] = {};
-  const int n = v.size();
-  int i = 0;
-  for (; i + 4 <= n; i += 4)
-    for (int k = 0; k < 4; ++k) sums[k] += 0 * v[i + k];
-  for (; i < n; ++i) sums[0] += 0 * v[i];
-  return sums[0] + sums[1] + sums[2] + sums[3] == 0;
-}
-
 std::string elementText(double value) { return qvString::formatText("%.10f", value); }
 
 }  // namespace
@@ -166,17 +155,15 @@ const PackedRows& SparseMatrix::packed() const {
 }
 
 void SparseMatrix::getMatrixTimesVector(const NVector& x, NVector& y) const {
-  if (x.size() != size() || y.size() != size()) return;
-  if (!packed().leftOut() || isFinite(x)) return packed().multiply(x.data(), y.data());
-  for (int i = 0; i < size(); ++i) y[i] = rowTimes(rows_[i], x);
+  getMatrixTimesVectorAndDot(x, y);
 }
 
 double SparseMatrix::getMatrixTimesVectorAndDot(const NVector& x, NVector& y) const {
   if (x.size() != size() || y.size() != size()) return 0;
-  const double product = packed().multiplyAndDot(x.data(), y.data());
-  // A finite sum has met no infinity and no NaN.
-  if (std::isfinite(product)) return product;
-  getMatrixTimesVector(x, y);
+  const double product = packed().multiply(x.data(), y.data());
+  // A finite sum of products has met no infinity and no NaN.
+  if (std::isfinite(product) || !packed().leftOut()) return product;
+  for (int i = 0; i < size(); ++i) y[i] = rowTimes(rows_[i], x);
   return x.dot(y);
 }
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "geom/model/keel/channels.h"
+#include "geom/model/keel/progress.h"
 #include "geom/model/keel/signals.h"
 #include "geom/model/keel/threading.h"
 #include "geom/model/trellis/adjacency_records.h"
@@ -98,6 +99,18 @@ class NoticeLog {
 
  private:
   qvRTB::SignalBase client_;
+};
+
+/// Cancels its task once it has been asked a number of times.
+class CancelAfter : public qvUtil::Progress {
+ public:
+  explicit CancelAfter(int questions) : left_(questions) {}
+  bool cancelled() override { return --left_ < 0; }
+  /// Whether it did.
+  bool heard() const { return left_ < 0; }
+
+ private:
+  int left_;
 };
 
 /// Runs a check on shared pools of 1, 2, 3 and 8 threads, and puts the pool back.
