@@ -11,7 +11,8 @@ namespace qvGeom {
 
 /// Swaps the edges of a growing set, as meshSwapEdgesRepeatedly does with minimizeOppositeAngleSum as the
 /// only test: the same swaps in the same order. An edge is asked again only after the triangles beside it
-/// have changed, for the test depends on nothing else; so whoever changes them from outside has to say so.
+/// have changed, for the test depends on nothing else. Whoever changes them from outside offers it for a
+/// swap.
 class MeshEdgeRelaxer {
  public:
   /// @param firstNumber no lower than any half-edge of the set, on either side
@@ -22,8 +23,6 @@ class MeshEdgeRelaxer {
   void add(TopoMeshEdge e);
   /// Whether the edge of e is in the set, by either side.
   bool contains(TopoMeshEdge e) const { return placeOf(e) >= 0; }
-  /// To be told when a triangle beside an edge has changed. Edges outside the set are passed over.
-  void changed(TopoMeshEdge e);
 
   /// Swaps an edge of the set if that is an improvement.
   void swap(TopoMeshEdge e) { trySwap(placeOf(e)); }
@@ -40,6 +39,7 @@ class MeshEdgeRelaxer {
   int nextPending(int place) const;
   Word& wordOf(int place) { return pending_[static_cast<std::size_t>(place) / kWordBits]; }
   static Word bitOf(int place) { return Word{1} << place % kWordBits; }
+  void changed(TopoMeshEdge e);
   bool trySwap(int place);
 
   TopoMesh& mesh_;

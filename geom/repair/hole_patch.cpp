@@ -87,7 +87,6 @@ void HolePatch::split(TopoMeshFace face, const Point& centroid, double scale,
     relaxer_.add(it.get());
     next.push_back(it.get().face());
   }
-  for (const TopoMeshEdge e : outer) relaxer_.changed(e);
   for (const TopoMeshEdge e : outer)
     if (relaxer_.contains(e)) relaxer_.swap(e);
 }

