@@ -4,7 +4,6 @@
 #include <array>
 #include <cmath>
 #include <gtest/gtest.h>
-#include <limits>
 #include <random>
 #include <set>
 #include <string>
@@ -88,7 +87,6 @@ CompactMesh cylinder(int n, int rings) {
   return shapes::make(points, shapes::squares(n, rings, [n](int i, int j) { return j * n + i % n; }));
 }
 
-// Over the square from -1 to 1.
 struct Surface {
   const char* name;
   double (*height)(double x, double y);
@@ -121,7 +119,6 @@ TEST(HoleFilling, ContinuesTheSurface) {
     }
 }
 
-// By the angles themselves.
 void minimizeAngles(TopoMeshEdge e, bool& veto) {
   const qvLinear::Point q[] = {e.start().point(), e.end().point(), e.prev().start().point(),
                                e.twin().prev().start().point()};
@@ -240,7 +237,6 @@ TEST(HoleFilling, BendsEvenly) {
 }
 
 TEST(HoleFilling, CountsWhatItFills) {
-  constexpr int kMost = std::numeric_limits<int>::max();
   Points points(11, {1, 1, 1});
   for (int v = 0; v < 8; ++v) points[v] = {v % 4 % 3 > 0 ? 1.0f : 0, v % 4 > 1 ? 1.0f : 0, v > 3 ? 1.0f : 0};
   points[10] = {0.5f, -1, 1.5f};
@@ -260,7 +256,7 @@ TEST(HoleFilling, CountsWhatItFills) {
   };
   for (const Case& c :
        {Case{"no hole listed", box, {}, {}, 0, 10}, Case{"no lid", box, {}, {0}, 1, 12},
-        Case{"one in range", box, {}, {kMost, 0, -1, 1}, 1, 12}, Case{"no mesh", {}, {}, {0}, 0, 0},
+        Case{"one in range", box, {}, {1 << 30, 0, -1, 1}, 1, 12}, Case{"no mesh", {}, {}, {0}, 0, 0},
         Case{"two vertices, one, none", box, {{4, 5}, {6}, {}}, {0, 1, 2}, 0, 10},
         Case{"no such vertices", box, {{4, 5, 99}, {-3, 4, 5}}, {0, 1}, 0, 10},
         Case{"edges exist", box, {{0, 1, 5}, {0, 5, 1}}, {0, 1}, 0, 10},
