@@ -51,15 +51,20 @@ Console::Console()
       lastDraw_(start_) {
   interruptTarget = &progress_;
   installHandlers();
+  using Level = qvOS::AppOutput::Level;
+  qvOS::AppOutput::getInstance().setSink(
+      [this](Level level, char const* text) { showMessage(level == Level::error, text); });
 }
 
 Console::~Console() {
   clearBar();
   qvGeom::debugChannel().setSink({});
+  qvOS::AppOutput::getInstance().setSink({});
   interruptTarget = nullptr;
 }
 
-void Console::showDebugChannel() {
+void Console::setVerbose() {
+  verbose_ = true;
   qvGeom::debugChannel().setSink([this](char const* text) {
     clearBar();
     std::fputs(text, stderr);
@@ -79,6 +84,15 @@ void Console::error(const std::string& message) { print("qvgeom: " + message); }
 void Console::print(const std::string& line) {
   clearBar();
   std::fprintf(stderr, "%s\n", line.c_str());
+}
+
+void Console::showMessage(bool isError, std::string text) {
+  text.erase(text.find_last_not_of(" \n") + 1);
+  if (isError) {
+    warn(text);
+  } else if (verbose_) {
+    print(text);
+  }
 }
 
 void Console::throwIfInterrupted() {

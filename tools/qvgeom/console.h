@@ -20,8 +20,8 @@ class Console {
 
   /// Leaves out notes, warnings and the bar; errors remain.
   void setQuiet() { quiet_ = true; }
-  /// Shows the library's debug channel.
-  void showDebugChannel();
+  /// Shows the library's debug channel, and all its messages to users; without this only errors, as warnings.
+  void setVerbose();
 
   /// Tells what was done.
   void note(const std::string& message);
@@ -39,9 +39,11 @@ class Console {
   void draw(double fraction, char const* caption);
   void clearBar();
   void print(const std::string& line);
+  void showMessage(bool isError, std::string text);
 
   qvUtil::Progress progress_;
   bool quiet_ = false;
+  bool verbose_ = false;
   bool terminal_;
   bool barShown_ = false;
   Clock::time_point start_;

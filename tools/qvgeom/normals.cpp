@@ -8,8 +8,7 @@ namespace tool {
 namespace {
 
 ExitCode runNormals(const MeshFiles& files, Console& console) {
-  if (files.outputFormat() != Format::obj)
-    throw Failure(kUsage, displayName(files.output, false) + ": only obj files hold normals");
+  files.requireObj("normals");
   return rewriteMesh(files, console, qvGeom::meshComputeNormals);
 }
 

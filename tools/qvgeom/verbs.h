@@ -15,8 +15,12 @@ struct Verb {
 };
 
 Verb makeCheck(CLI::App& program);
+Verb makeClean(CLI::App& program);
 Verb makeClosest(CLI::App& program);
 Verb makeConvert(CLI::App& program);
+Verb makeCut(CLI::App& program);
+Verb makeFill(CLI::App& program);
+Verb makeFlatten(CLI::App& program);
 Verb makeInfo(CLI::App& program);
 Verb makeInside(CLI::App& program);
 Verb makeIntersect(CLI::App& program);

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "geom/qvGeom.h"
+
+#include "console.h"
+
+namespace tool {
+
+/// How a mesh lies in the plane by its texture coordinates. Triangles without area on the surface do not
+/// count. Stretch is told for the layout scaled to the area of the surface: 1 is true to length.
+struct LayoutQuality {
+  double stretchMean = 0;   ///< root of the mean square of the stretch over directions and area
+  double stretchMax = 0;    ///< the greatest of any triangle in any direction
+  double stretchMin = 0;    ///< the least
+  double angleMean = 0;     ///< degrees by which a corner's angle in the layout differs from the true one
+  double angleMax = 0;      ///< degrees
+  int flipped = 0;          ///< triangles that face the other way than most
+  int collapsed = 0;        ///< triangles without area in the layout
+  double span[2] = {0, 0};  ///< of the texture coordinates in use
+
+  nlohmann::ordered_json asJson() const;
+  std::string asText() const;
+};
+
+/// @param mesh with texture coordinates
+LayoutQuality measureLayout(const qvGeom::CompactMesh& mesh);
+
+/// For each triangle 1, or -1 if it faces the other way than most in the layout, or 0 if it has no area
+/// there.
+std::vector<signed char> layoutSides(const qvGeom::CompactMesh& mesh);
+
+struct Flattened {
+  bool done = false;
+  bool wasCut = false;
+  std::string refusal;  ///< why not, where something can be said
+};
+
+/// Gives the mesh new texture coordinates.
+/// @param mayCut  whether a mesh that is no disc is cut open
+/// @param welds   whether vertices at the same position count as one, even where that closes a boundary
+/// Throws a failure: interrupted.
+Flattened flattenMesh(qvGeom::CompactMesh& mesh, bool mayCut, bool welds, double share, Console& console);
+
+}  // namespace tool
