@@ -11,7 +11,6 @@ using qvLinear::Vector;
 
 namespace {
 
-constexpr int kMaxSweeps = 1000;
 constexpr double kRightAngle = 1.5707963267948966;
 constexpr double kFeatureAngle = 0.04363323129985824;  // radians
 
@@ -35,6 +34,48 @@ double signedDihedral(const Quadrilateral& q, int a, int b, int c, int d) {
   return dot(cross(n1, n2), q.p[b] - q.p[a]) < 0 ? -angle : angle;
 }
 
+// An angle as a complex number of any length: to add angles, multiply.
+struct Turn {
+  double re, im;
+
+  friend Turn operator*(const Turn& a, const Turn& b) {
+    return {a.re * b.re - a.im * b.im, a.re * b.im + a.im * b.re};
+  }
+  // Far above the rounding of the products here, and of the arc tangents that are spared.
+  static constexpr double kMargin = 1e-12;
+  // Whether the sine of the angle is certainly positive, +1, or negative, -1.
+  int side() const {
+    const double doubt = kMargin * std::fabs(re);
+    return im > doubt ? 1 : im < -doubt ? -1 : 0;
+  }
+};
+
+// The sum of the angles at a and b, each between the directions to c and d. Zero where a product of lengths
+// might leave the range.
+Turn sumOfAngles(const Quadrilateral& q, int a, int b, int c, int d) {
+  const auto turnAt = [&](int at) -> Turn {
+    const Vector u = q.p[c] - q.p[at];
+    const Vector v = q.p[d] - q.p[at];
+    const Turn turn{dot(u, v), length(cross(u, v))};
+    const double size2 = turn.re * turn.re + turn.im * turn.im;
+    return size2 > 1e-70 && size2 < 1e70 ? turn : Turn{0, 0};
+  };
+  return turnAt(a) * turnAt(b);
+}
+
+// Compares the sums of opposite angles now and after a swap without arc tangents, which cost most of a sweep.
+// @return the sign of their difference where it is beyond doubt, else 0
+int compareAngleSums(const Quadrilateral& q) {
+  const Turn now = sumOfAngles(q, 2, 3, 0, 1);
+  const Turn swapped = sumOfAngles(q, 1, 0, 2, 3);
+  const int nowSide = now.side();
+  const int swappedSide = swapped.side();
+  // A positive sine means less than pi, a negative one more.
+  if (nowSide * swappedSide < 0) return swappedSide;
+  if (nowSide <= 0 || swappedSide <= 0) return 0;
+  return (now * Turn{swapped.re, -swapped.im}).side();
+}
+
 }  // namespace
 
 MeshEdgeSwapper::MeshEdgeSwapper() = default;
@@ -55,13 +96,23 @@ bool MeshEdgeSwapper::shouldSwap(TopoMeshEdge e) {
 }
 
 void MeshEdgeSwapper::minimizeOppositeAngleSum(TopoMeshEdge e, bool& veto) {
+  veto = veto || !e.twin();
+  if (veto) return;
   const Quadrilateral q(e);
+  const int sign = compareAngleSums(q);
+  if (sign > 0) return;
+  if (sign < 0) {
+    veto = true;
+    return;
+  }
   const double now = q.angleAt(2, 0, 1) + q.angleAt(3, 0, 1);
   const double swapped = q.angleAt(1, 2, 3) + q.angleAt(0, 2, 3);
   if (swapped >= now) veto = true;
 }
 
 void MeshEdgeSwapper::preventFoldover(TopoMeshEdge e, bool& veto) {
+  veto = veto || !e.twin();
+  if (veto) return;
   const Quadrilateral q(e);
   Vector n1 = q.areaVector(3, 1, 2);
   Vector n2 = q.areaVector(3, 2, 0);
@@ -69,12 +120,16 @@ void MeshEdgeSwapper::preventFoldover(TopoMeshEdge e, bool& veto) {
 }
 
 void MeshEdgeSwapper::preserveBoundary(TopoMeshEdge e, bool& veto) {
+  veto = veto || !e.twin();
+  if (veto) return;
   const Quadrilateral q(e);
   if ((q.q[0].onBoundary() && q.q[1].onBoundary()) || (q.q[2].onBoundary() && q.q[3].onBoundary()))
     veto = true;
 }
 
 void MeshEdgeSwapper::preserveFeatures(TopoMeshEdge e, bool& veto) {
+  veto = veto || !e.twin();
+  if (veto) return;
   const Quadrilateral q(e);
   const double now = signedDihedral(q, 0, 1, 2, 3);
   const double swapped = signedDihedral(q, 3, 2, 0, 1);
@@ -90,7 +145,7 @@ int swapIfAllowed(TopoMesh& mesh, TopoMeshEdge e, MeshEdgeSwapper& swapper) {
 template <typename SweepOnce>
 int sweepRepeatedly(const SweepOnce& once) {
   int total = 0;
-  for (int sweep = 0; sweep < kMaxSweeps; ++sweep) {
+  for (int sweep = 0; sweep < MeshEdgeSwapper::kMaxSweeps; ++sweep) {
     const int swaps = once();
     if (swaps == 0) break;
     total += swaps;

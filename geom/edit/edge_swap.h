@@ -35,8 +35,13 @@ class QVGEOM_API MeshEdgeSwapper {
   /// Whether e may be swapped: it has a twin, some test is connected, and none vetoes.
   virtual bool shouldSwap(TopoMeshEdge e);
 
-  /// The tests; e must have a twin.
-  /// Vetoes unless the sum of the two angles opposite the edge becomes strictly smaller.
+  /// Sweeps after which relaxing gives up: tests may disagree for ever, and in space the angle test alone has
+  /// no measure that falls with every swap.
+  static constexpr int kMaxSweeps = 1000;
+
+  /// The tests. An edge without twin is vetoed by each.
+  /// Vetoes unless the sum of the two angles opposite the edge becomes strictly smaller. Depends on the four
+  /// points alone.
   static void minimizeOppositeAngleSum(TopoMeshEdge e, bool& veto);
   /// Vetoes when a new triangle would have no normal, or the two would be folded by more than a right angle.
   static void preventFoldover(TopoMeshEdge e, bool& veto);
@@ -58,8 +63,7 @@ QVGEOM_API int meshSwapEdgesOnce(TopoMesh& mesh, MeshEdgeSwapper& swapper);
 QVGEOM_API int meshSwapEdgesOnce(TopoMesh& mesh, qv::set<TopoMeshEdge> const& edges,
                                  MeshEdgeSwapper& swapper);
 
-/// Sweeps until nothing is swapped any more; a thousand times at most, since tests of the caller's may
-/// disagree for ever. @return number of swaps
+/// Sweeps until nothing is swapped any more; `kMaxSweeps` times at most. @return number of swaps
 QVGEOM_API int meshSwapEdgesRepeatedly(TopoMesh& mesh, MeshEdgeSwapper& swapper);
 QVGEOM_API int meshSwapEdgesRepeatedly(TopoMesh& mesh, qv::set<TopoMeshEdge> const& edges,
                                        MeshEdgeSwapper& swapper);

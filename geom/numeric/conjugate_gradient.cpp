@@ -1,6 +1,7 @@
 #include "geom/numeric/conjugate_gradient.h"
 
 #include <cmath>
+#include <utility>
 
 #include "geom/model/keel/tolerances.h"
 
@@ -77,6 +78,11 @@ void ConjugateGradient::initDiagonalPreconditioner() {
 
 void ConjugateGradient::initIncompleteCholeskyPreconditioner() {
   preconditioner_ = std::make_unique<IncompleteCholeskyPreconditioner>(A_);
+  diagonal_ = nullptr;
+}
+
+void ConjugateGradient::setPreconditioner(std::unique_ptr<Preconditioner> preconditioner) {
+  preconditioner_ = std::move(preconditioner);
   diagonal_ = nullptr;
 }
 

@@ -54,6 +54,8 @@ class QVGEOM_API ConjugateGradient {
   // Each replaces the preconditioner by one made of A as it now is; heard from the next iteration on.
   void initDiagonalPreconditioner();
   void initIncompleteCholeskyPreconditioner();
+  /// One of the caller's, symmetric positive definite; or null, for none.
+  void setPreconditioner(std::unique_ptr<Preconditioner> preconditioner);
 
   /// Starts at x0, with iteration 0. Both vectors have n elements; with another size nothing happens. A
   /// right-hand side as good as zero (b.b < qvLinear::epsilonTol) makes the tolerance absolute.

@@ -140,14 +140,20 @@ int MeshModifyRep::ModifyImpl::numberNewVertices() {
 
 void MeshModifyRep::ModifyImpl::writeRegion(int numVertices) {
   writable->resizeVertexArray(numVertices);
-  for (TopoMeshVertex x = region.firstVertex(); x; x = x.nextInMesh())
-    writable->getVertices()[inverse.find(x)].set(x.point().data());
+  // By number of the vertex: every corner of every face looks here.
+  qv::vector<int> indices;
+  for (const auto& [x, index] : inverse) {
+    if (!x.isAlive()) continue;
+    writable->getVertices()[index].set(x.point().data());
+    indices.resize(x.number() + 1);
+    indices.back() = index;
+  }
   int t = writable->getNumTriangles();
   writable->resizeTriangleArray(t + region.numFaces());
   for (TopoMeshFace face = region.firstFace(); face; face = face.nextInMesh(), ++t) {
     TopoMeshEdge edge = face.firstEdge();
     for (int& corner : writable->getTriangles()[t].v) {
-      corner = inverse.find(edge.start());
+      corner = indices[edge.start().number()];
       edge = edge.next();
     }
   }

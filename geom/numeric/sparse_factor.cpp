@@ -1,0 +1,194 @@
+#include "geom/numeric/sparse_factor.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <numeric>
+
+namespace qvGeom {
+
+using qvLinear::Point;
+
+namespace {
+
+class Dissection {
+ public:
+  Dissection(const SymmetricRows& rows, const qv::vector<Point>& points)
+      : rows_(rows), points_(points), part_(points.size(), 0), order_(points.size()) {
+    std::iota(order_.begin(), order_.end(), 0);
+  }
+  qv::vector<int> run() {
+    divide(0, rows_.size());
+    return std::move(order_);
+  }
+
+ private:
+  static constexpr int kSmallest = 24;  // rows that are not worth dividing
+
+  int longestAxis(int begin, int end) const {
+    Point low = points_[order_[begin]];
+    Point high = low;
+    for (int i = begin; i < end; ++i)
+      for (int k = 0; k < 3; ++k) {
+        low[k] = std::min(low[k], points_[order_[i]][k]);
+        high[k] = std::max(high[k], points_[order_[i]][k]);
+      }
+    const qvLinear::Vector size = high - low;
+    return static_cast<int>(std::max_element(size.c, size.c + 3) - size.c);
+  }
+
+  // Halves the range across its longest side, and puts those of the lower half that touch the upper one
+  // behind both.
+  void divide(int begin, int end) {
+    if (end - begin <= kSmallest) return;
+    const int axis = longestAxis(begin, end);
+    const int middle = begin + (end - begin) / 2;
+    const auto first = order_.begin();
+    std::nth_element(first + begin, first + middle, first + end, [&](int a, int b) {
+      const double pa = points_[a][axis], pb = points_[b][axis];
+      return pa != pb ? pa < pb : a < b;
+    });
+    ++lastPart_;
+    for (int i = middle; i < end; ++i) part_[order_[i]] = lastPart_;
+    const auto isApart = [&, upper = lastPart_](int row) {
+      for (int e = rows_.starts[row]; e < rows_.starts[row + 1]; ++e)
+        if (part_[rows_.columns[e]] == upper) return false;
+      return true;
+    };
+    const int seam = static_cast<int>(std::stable_partition(first + begin, first + middle, isApart) - first);
+    std::rotate(first + seam, first + middle, first + end);
+    divide(begin, seam);
+    divide(seam, seam + (end - middle));
+  }
+
+  const SymmetricRows& rows_;
+  const qv::vector<Point>& points_;
+  qv::vector<int> part_;  // the last upper half that each row was in
+  int lastPart_ = 0;
+  qv::vector<int> order_;
+};
+
+}  // namespace
+
+struct SparseFactor::Above {
+  Above(const SymmetricRows& rows, const qv::vector<int>& order) : starts(1, 0) {
+    const int n = rows.size();
+    qv::vector<int> newRow(order.size());
+    for (int k = 0; k < n; ++k) newRow[order[k]] = k;
+    for (int k = 0; k < n; ++k) {
+      const int row = order[k];
+      diagonal.push_back(rows.diagonal[row]);
+      for (int e = rows.starts[row]; e < rows.starts[row + 1]; ++e) {
+        if (newRow[rows.columns[e]] >= k) continue;
+        columns.push_back(newRow[rows.columns[e]]);
+        values.push_back(rows.values[e]);
+      }
+      starts.push_back(static_cast<int>(columns.size()));
+    }
+  }
+
+  qv::vector<double> diagonal;
+  qv::vector<int> starts;
+  qv::vector<int> columns;
+  qv::vector<double> values;
+};
+
+SparseFactor::Outcome SparseFactor::factor(const SymmetricRows& rows, const qv::vector<Point>& points,
+                                           qvUtil::Progress& progress) {
+  order_ = Dissection(rows, points).run();
+  const Above above(rows, order_);
+  analyse(above);
+  if (progress.cancelled()) return Outcome::cancelled;
+  return compute(above, progress);
+}
+
+// Row k of L has an element in every column on the way from those of the matrix up the tree to k.
+void SparseFactor::analyse(const Above& rows) {
+  const int n = static_cast<int>(order_.size());
+  parent_.assign(order_.size(), -1);
+  starts_.assign(order_.size() + 1, 0);
+  qv::vector<int> seenBy(order_.size(), -1);
+  for (int k = 0; k < n; ++k) {
+    seenBy[k] = k;
+    for (int e = rows.starts[k]; e < rows.starts[k + 1]; ++e)
+      for (int i = rows.columns[e]; seenBy[i] != k; i = parent_[i]) {
+        if (parent_[i] < 0) parent_[i] = k;
+        ++starts_[i + 1];
+        seenBy[i] = k;
+      }
+  }
+  std::partial_sum(starts_.begin(), starts_.end(), starts_.begin());
+}
+
+SparseFactor::Outcome SparseFactor::compute(const Above& rows, qvUtil::Progress& progress) {
+  constexpr int kAskEvery = 100;  // rows; the last ones are long
+  const int n = static_cast<int>(order_.size());
+  rows_.resize(static_cast<std::size_t>(starts_.back()));
+  values_.resize(rows_.size());
+  inverseD_.resize(order_.size());
+  work_.assign(kLanes * order_.size(), 0);
+  qv::vector<std::int64_t> ends(starts_.begin(), starts_.end() - 1);  // of what each column has so far
+  qv::vector<double> row(order_.size(), 0);
+  qv::vector<int> seenBy(order_.size(), -1);
+  qv::vector<int> pattern(
+      order_.size());  // columns of the row, from `top` on, in an order that respects the tree
+  for (int k = 0; k < n; ++k) {
+    if (k % kAskEvery == 0 && progress.cancelled()) return Outcome::cancelled;
+    int top = n;
+    seenBy[k] = k;
+    for (int e = rows.starts[k]; e < rows.starts[k + 1]; ++e) {
+      int length = 0;
+      row[rows.columns[e]] += rows.values[e];
+      for (int i = rows.columns[e]; seenBy[i] != k; i = parent_[i]) {
+        pattern[length++] = i;
+        seenBy[i] = k;
+      }
+      while (length > 0) pattern[--top] = pattern[--length];
+    }
+    double d = rows.diagonal[k];
+    for (; top < n; ++top) {
+      const int i = pattern[top];
+      const double y = row[i];
+      row[i] = 0;
+      for (std::int64_t e = starts_[i]; e < ends[i]; ++e) row[rows_[e]] -= values_[e] * y;
+      const double l = y * inverseD_[i];
+      d -= l * y;
+      rows_[ends[i]] = k;
+      values_[ends[i]++] = static_cast<float>(l);
+    }
+    // A matrix that is singular but for rounding has no factor worth using.
+    if (!(d > 1e-10 * rows.diagonal[k])) return Outcome::notDefinite;
+    inverseD_[k] = 1 / d;
+  }
+  return Outcome::done;
+}
+
+void SparseFactor::solve(double* x) const {
+  const int n = static_cast<int>(order_.size());
+  double* const w = work_.data();
+  const int* const rows = rows_.data();
+  const float* const values = values_.data();
+  for (int k = 0; k < n; ++k)
+    for (int d = 0; d < 3; ++d) w[kLanes * k + d] = x[3 * order_[k] + d];
+  for (int k = 0; k < n; ++k) {
+    double at[kLanes];
+    std::copy_n(w + kLanes * k, kLanes, at);
+    for (std::int64_t e = starts_[k]; e < starts_[k + 1]; ++e) {
+      double* const to = w + std::ptrdiff_t{kLanes} * rows[e];
+      const double value = values[e];
+      for (int d = 0; d < kLanes; ++d) to[d] -= value * at[d];
+    }
+  }
+  for (int k = n - 1; k >= 0; --k) {
+    double sum[kLanes];
+    for (int d = 0; d < kLanes; ++d) sum[d] = w[kLanes * k + d] * inverseD_[k];
+    for (std::int64_t e = starts_[k]; e < starts_[k + 1]; ++e) {
+      const double* const from = w + std::ptrdiff_t{kLanes} * rows[e];
+      const double value = values[e];
+      for (int d = 0; d < kLanes; ++d) sum[d] -= value * from[d];
+    }
+    std::copy_n(sum, kLanes, w + kLanes * k);
+    std::copy_n(sum, 3, x + 3 * order_[k]);
+  }
+}
+
+}  // namespace qvGeom
