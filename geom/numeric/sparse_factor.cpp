@@ -10,6 +10,9 @@ using qvLinear::Point;
 
 namespace {
 
+// Relative to the diagonal: a matrix that is singular but for rounding has no factor worth using.
+constexpr double kPivotTol = 1e-13;
+
 class Dissection {
  public:
   Dissection(const SymmetricRows& rows, const qv::vector<Point>& points)
@@ -69,7 +72,8 @@ class Dissection {
 
 }  // namespace
 
-struct SparseFactor::Above {
+template <typename Value, int kWidth>
+struct SparseFactor<Value, kWidth>::Above {
   Above(const SymmetricRows& rows, const qv::vector<int>& order) : starts(1, 0) {
     const int n = rows.size();
     qv::vector<int> newRow(order.size());
@@ -92,17 +96,19 @@ struct SparseFactor::Above {
   qv::vector<double> values;
 };
 
-SparseFactor::Outcome SparseFactor::factor(const SymmetricRows& rows, const qv::vector<Point>& points,
-                                           qvUtil::Progress& progress) {
+template <typename Value, int kWidth>
+FactorOutcome SparseFactor<Value, kWidth>::factor(const SymmetricRows& rows, const qv::vector<Point>& points,
+                                                  qvUtil::Progress& progress) {
   order_ = Dissection(rows, points).run();
   const Above above(rows, order_);
   analyse(above);
-  if (progress.cancelled()) return Outcome::cancelled;
+  if (progress.cancelled()) return FactorOutcome::cancelled;
   return compute(above, progress);
 }
 
 // Row k of L has an element in every column on the way from those of the matrix up the tree to k.
-void SparseFactor::analyse(const Above& rows) {
+template <typename Value, int kWidth>
+void SparseFactor<Value, kWidth>::analyse(const Above& rows) {
   const int n = static_cast<int>(order_.size());
   parent_.assign(order_.size(), -1);
   starts_.assign(order_.size() + 1, 0);
@@ -119,7 +125,8 @@ void SparseFactor::analyse(const Above& rows) {
   std::partial_sum(starts_.begin(), starts_.end(), starts_.begin());
 }
 
-SparseFactor::Outcome SparseFactor::compute(const Above& rows, qvUtil::Progress& progress) {
+template <typename Value, int kWidth>
+FactorOutcome SparseFactor<Value, kWidth>::compute(const Above& rows, qvUtil::Progress& progress) {
   constexpr int kAskEvery = 100;  // rows; the last ones are long
   const int n = static_cast<int>(order_.size());
   rows_.resize(static_cast<std::size_t>(starts_.back()));
@@ -132,7 +139,7 @@ SparseFactor::Outcome SparseFactor::compute(const Above& rows, qvUtil::Progress&
   qv::vector<int> pattern(
       order_.size());  // columns of the row, from `top` on, in an order that respects the tree
   for (int k = 0; k < n; ++k) {
-    if (k % kAskEvery == 0 && progress.cancelled()) return Outcome::cancelled;
+    if (k % kAskEvery == 0 && progress.cancelled()) return FactorOutcome::cancelled;
     int top = n;
     seenBy[k] = k;
     for (int e = rows.starts[k]; e < rows.starts[k + 1]; ++e) {
@@ -153,22 +160,22 @@ SparseFactor::Outcome SparseFactor::compute(const Above& rows, qvUtil::Progress&
       const double l = y * inverseD_[i];
       d -= l * y;
       rows_[ends[i]] = k;
-      values_[ends[i]++] = static_cast<float>(l);
+      values_[ends[i]++] = static_cast<Value>(l);
     }
-    // A matrix that is singular but for rounding has no factor worth using.
-    if (!(d > 1e-10 * rows.diagonal[k])) return Outcome::notDefinite;
+    if (!(d > kPivotTol * rows.diagonal[k])) return FactorOutcome::notDefinite;
     inverseD_[k] = 1 / d;
   }
-  return Outcome::done;
+  return FactorOutcome::done;
 }
 
-void SparseFactor::solve(double* x) const {
+template <typename Value, int kWidth>
+void SparseFactor<Value, kWidth>::solve(double* x) const {
   const int n = static_cast<int>(order_.size());
   double* const w = work_.data();
   const int* const rows = rows_.data();
-  const float* const values = values_.data();
+  const Value* const values = values_.data();
   for (int k = 0; k < n; ++k)
-    for (int d = 0; d < 3; ++d) w[kLanes * k + d] = x[3 * order_[k] + d];
+    for (int d = 0; d < kWidth; ++d) w[kLanes * k + d] = x[kWidth * order_[k] + d];
   for (int k = 0; k < n; ++k) {
     double at[kLanes];
     std::copy_n(w + kLanes * k, kLanes, at);
@@ -187,8 +194,11 @@ void SparseFactor::solve(double* x) const {
       for (int d = 0; d < kLanes; ++d) sum[d] -= value * from[d];
     }
     std::copy_n(sum, kLanes, w + kLanes * k);
-    std::copy_n(sum, 3, x + 3 * order_[k]);
+    std::copy_n(sum, kWidth, x + kWidth * order_[k]);
   }
 }
+
+template class SparseFactor<float, 3>;
+template class SparseFactor<double, 1>;
 
 }  // namespace qvGeom
