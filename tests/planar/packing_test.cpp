@@ -102,49 +102,45 @@ TEST(Packing, RefusesWhatHasNoPlace) {
 
 TEST(Packing, ShrinksUntilAllFitAndKeepsTheOrder) {
   std::mt19937 random(5);
-  for (int n : {1, 2, 7, 200}) {
-    SCOPED_TRACE(n);
-    std::uniform_real_distribution<double> side(0.01, 3);
-    Ranges ranges(static_cast<std::size_t>(n));
+  std::uniform_real_distribution<double> side(0.01, 3);
+  for (const std::size_t n : {1, 2, 7, 200}) {
+    Ranges ranges(n);
     for (Range2d& r : ranges) r = sized(side(random), side(random));
     Ranges placed = ranges;
     pack(placed, 20);
-    Range2d bounds;
     const double scale = placed[0].width() / ranges[0].width();
-    for (std::size_t i = 0; i < placed.size(); ++i) {
-      EXPECT_NEAR(placed[i].width(), scale * ranges[i].width(), 1e-9);
-      EXPECT_NEAR(placed[i].height(), scale * ranges[i].height(), 1e-9);
-      EXPECT_TRUE(Range2d::unitSquare.contains(placed[i].min, 1e-9) &&
-                  Range2d::unitSquare.contains(placed[i].max, 1e-9));
-      bounds.unite(placed[i]);
+    double reach = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+      const Range2d& r = placed[i];
+      EXPECT_NEAR(r.width(), scale * ranges[i].width(), 1e-9);
+      EXPECT_NEAR(r.height(), scale * ranges[i].height(), 1e-9);
+      EXPECT_TRUE(r.min[0] >= 0 && r.min[1] >= 0 && r.max[0] < 1 + 1e-9 && r.max[1] < 1 + 1e-9);
+      reach = std::max({reach, r.max[0], r.max[1]});
       for (std::size_t j = 0; j < i; ++j) {
-        const auto overlap = [&](int k) {
-          return std::min(placed[i].max[k], placed[j].max[k]) - std::max(placed[i].min[k], placed[j].min[k]);
-        };
-        EXPECT_FALSE(overlap(0) > 1e-9 && overlap(1) > 1e-9) << i << ' ' << j;
+        const auto overlap = [&](int k) { return intersect(r.axis(k), placed[j].axis(k), 0).size(); };
+        EXPECT_LT(std::min(overlap(0), overlap(1)), 1e-9) << i << ' ' << j;
       }
     }
-    EXPECT_GT(std::max(bounds.width(), bounds.height()), 1 / 1.0101);
+    EXPECT_GT(reach, 1 / 1.0101);
   }
 }
 
 TEST(Packing, TellsWhatItDid) {
-  const auto logOf = [](Ranges ranges, int steps) {
+  const auto logOf = [](Ranges ranges) {
     DebugLog log;
-    pack(ranges, steps);
+    pack(ranges, 1);
     std::string all;
     for (const std::string& m : log.messages) all += m + "|";
     return all;
   };
   EXPECT_THAT(
-      logOf({Range2d({0, 0}, {2, 1})}, 1),
-      testing::MatchesRegex(
-          "Packed \\(0.0000,0.0000\\)-\\(2.0000,1.0000\\) to\\| \\(0.0000,0.0000\\)-\\(0.9980,0.4990\\)\n\\|"
-          "Packed 1 items with 0.50 coverage in 2 iterations in [0-9.]+ seconds.\n\\|"));
-  const std::string many = logOf(Ranges(9, sized(0.1, 0.3)), 1);
+      logOf({Range2d({0, 0}, {2, 1})}),
+      testing::StartsWith("Packed (0.0000,0.0000)-(2.0000,1.0000) to| (0.0000,0.0000)-(0.9980,0.4990)\n|"
+                          "Packed 1 items with 0.50 coverage in 2 iterations in "));
+  const std::string many = logOf(Ranges(9, sized(0.1, 0.3)));
   EXPECT_EQ(std::count(many.begin(), many.end(), '('), 24) << "the first six";
-  EXPECT_THAT(many, testing::HasSubstr(
-                        "Scaling packing by 1.11\n|Packed 9 items with 1.00 coverage in 1 iterations"));
+  EXPECT_THAT(many,
+              testing::HasSubstr("Scaling packing by 1.11\n|Packed 9 items with 1.00 coverage in 1 it"));
 }
 
 }  // namespace
