@@ -37,6 +37,7 @@ class Program {
               makeTransform(app_), makeMake(app_),    makeCheck(app_),  makeRepair(app_),
               makeOrient(app_),    makeReverse(app_), makeSelect(app_), makeSwapEdges(app_),
               makeClosest(app_),   makeRaycast(app_), makeInside(app_), makeIntersect(app_),
+              makeCurvature(app_), makeMass(app_),    makePack(app_),   makeBounds(app_),
               makeRender(app_)};
     help_ = app_.add_subcommand("help", "Explain a verb, with examples");
     help_->add_option("VERB", helpVerb_, "the verb to explain");

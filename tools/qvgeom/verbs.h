@@ -14,15 +14,19 @@ struct Verb {
   std::function<ExitCode(Console&)> run;
 };
 
+Verb makeBounds(CLI::App& program);
 Verb makeCheck(CLI::App& program);
 Verb makeClosest(CLI::App& program);
 Verb makeConvert(CLI::App& program);
+Verb makeCurvature(CLI::App& program);
 Verb makeInfo(CLI::App& program);
 Verb makeInside(CLI::App& program);
 Verb makeIntersect(CLI::App& program);
 Verb makeMake(CLI::App& program);
+Verb makeMass(CLI::App& program);
 Verb makeNormals(CLI::App& program);
 Verb makeOrient(CLI::App& program);
+Verb makePack(CLI::App& program);
 Verb makeRaycast(CLI::App& program);
 Verb makeRender(CLI::App& program);
 Verb makeRepair(CLI::App& program);
