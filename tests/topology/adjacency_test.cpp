@@ -79,7 +79,6 @@ TEST(SortAdjTris, PutsLongFansInOrder) {
   std::iota(order.begin(), order.end(), 0);
   std::shuffle(order.begin(), order.end(), std::mt19937(1));
   const Ints found = sorted(0, tris, order);
-  EXPECT_EQ(found[0], order[0]);
   EXPECT_TRUE(std::is_permutation(found.begin(), found.end(), order.begin()));
   int breaks = 0;
   for (std::size_t i = 1; i < found.size(); ++i) breaks += tris[found[i]][0] != tris[found[i - 1]][1];
