@@ -19,8 +19,9 @@ enum MeshCurvature : int {
 ///
 /// A vertex with as many neighbours as triangles is taken for inner: the centre of a closed fan. Its mean
 /// curvature comes from the cotangents of the angles opposite to its edges, the Gaussian curvature from the
-/// angles around it, both over its share of the triangles' areas. Where a sum has no finite term, or the area
-/// is zero, the value is 0; so it is with fewer than two neighbours, and for any other `type`.
+/// angles around it, both over its share of the triangles' areas. Terms that are not finite, as of triangles
+/// without area, count for nothing. The value is 0 where that area is zero, with fewer than two neighbours,
+/// and for any other `type`.
 ///
 /// Every other vertex is on a boundary and gets the average over its inner neighbours. One with two
 /// neighbours or fewer, a corner, gets that over its neighbours that have more than two. Without such
