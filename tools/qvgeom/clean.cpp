@@ -143,7 +143,7 @@ class Cleaning {
       return false;
     }
     const LayoutQuality quality = measureLayout(mesh_);
-    ordered_json figures{{"flattened", true}, {"cut", result.wasCut}};
+    ordered_json figures{{"flattened", true}, {"genus", result.genus}, {"cut", result.wasCut}};
     figures.update(quality.asJson());
     journal_.finish("flatten", (result.wasCut ? "cut open, " : "") + quality.asText(), figures);
     return true;

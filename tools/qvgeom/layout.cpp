@@ -192,6 +192,7 @@ Flattened flattenMesh(CompactMesh& mesh, bool mayCut, bool welds, double share, 
   flattening.enableMeshCompact(welds);
   flattening.enableFactorization(mesh.getNumVertices() <= kMostFactored);
   Flattened result;
+  result.genus = shape.genus();
   inPhase(console, share, "flattening",
           [&](qvUtil::Progress& phase) { result.done = flattening.flatten(phase); });
   if (result.done) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -36,6 +37,7 @@ std::vector<signed char> layoutSides(const qvGeom::CompactMesh& mesh);
 struct Flattened {
   bool done = false;
   bool wasCut = false;
+  std::int64_t genus = 0;  ///< of a mesh in one piece
   std::string refusal;  ///< why not, where something can be said
 };
 
