@@ -38,7 +38,7 @@ struct Flattened {
   bool done = false;
   bool wasCut = false;
   std::int64_t genus = 0;  ///< of a mesh in one piece
-  std::string refusal;  ///< why not, where something can be said
+  std::string refusal;     ///< why not, where something can be said
 };
 
 /// Gives the mesh new texture coordinates.
