@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "geom/model/keel/containers.h"
 #include "geom/model/keel/progress.h"
@@ -17,6 +18,8 @@ struct SymmetricRows {
 
   int size() const { return static_cast<int>(diagonal.size()); }
 };
+
+class Patience;
 
 enum class FactorOutcome { done, notDefinite, cancelled };
 
@@ -45,14 +48,14 @@ class SparseFactor {
 
   struct Above;  // what a row has to the left of its diagonal
 
-  void analyse(const Above& rows);
-  FactorOutcome compute(const Above& rows, qvUtil::Progress& progress);
+  bool analyse(const Above& rows, Patience& patience);
+  FactorOutcome compute(const Above& rows, Patience& patience);
 
   qv::vector<int> order_;            // row of the matrix that each row of L stands for
   qv::vector<int> parent_;           // row of the first element below the diagonal in a column of L, or -1
   qv::vector<std::int64_t> starts_;  // of the columns of L
-  qv::vector<int> rows_;
-  qv::vector<Value> values_;
+  std::unique_ptr<int[]> rows_;
+  std::unique_ptr<Value[]> values_;
   qv::vector<double> inverseD_;
   mutable qv::vector<double> work_;
 };
