@@ -29,7 +29,6 @@ void select(PointMesh& mesh, const Which& which) {
     if (which(v)) mesh.getSelectedVertices().setBit(v);
 }
 
-// What becomes of v by definition.
 MeshVertex placeOf(const CompactMesh& mesh, const MeshAdjVertices& adj, int v, double sigma) {
   const auto at = [&](int u) { return mesh.getVertices()[u].asPoint(); };
   if (sigma == kLaplacian) {
