@@ -456,13 +456,17 @@ double meshClosestPoint(CompactMesh const& mesh, Octree const& octree, MeshAdjTr
 }
 
 double meshClosestVertex2(CompactMesh const& mesh, Octree const& octree, const Point& p) {
+  return meshClosestVertex2(mesh, octree, p, -1);
+}
+
+double meshClosestVertex2(CompactMesh const& mesh, Octree const& octree, const Point& p, double enough2) {
   qvOS::StopWatch watch;
   watch.start();
   double best2 = kFarthest;
   MeshVertex const* vertices = mesh.getVertices();
   if (belongTogether(mesh, octree) && isFinite(p)) {
     for (OctreeClosestIt it(octree, p); it.valid(); it.next()) {
-      if (it.getDistance2() >= best2) break;
+      if (it.getDistance2() >= best2 || best2 <= enough2) break;
       const OctreeIterator leaf = it.get();
       for (int i = 0; i < leaf.numPoints(); ++i) {
         const double d2 = distance2(vertices[leaf.firstPoint()[i]].asPoint(), p);

@@ -90,6 +90,11 @@ QVGEOM_API double meshClosestPoint(CompactMesh const& mesh, Octree const& octree
 /// Squared distance to the nearest vertex; the largest double without vertices. Prints its seconds.
 /// @param octree over the vertices of this mesh; with another the answer is that for no vertices
 QVGEOM_API double meshClosestVertex2(CompactMesh const& mesh, Octree const& octree, const qvLinear::Point& p);
+/// The same for callers who only need to know of a vertex that is near enough: a squared distance of at most
+/// `enough2` ends the search. Where no vertex is so near, the answer is that for the nearest. Spares most of
+/// the work where many are about equally far, as at the centre of a ball.
+QVGEOM_API double meshClosestVertex2(CompactMesh const& mesh, Octree const& octree, const qvLinear::Point& p,
+                                     double enough2);
 
 /// Nearest point of one triangle; not valid when it has none.
 /// @param vertices  [V][3]

@@ -1,4 +1,5 @@
-// The verbs that test, mend and edit meshes: check, repair, orient, reverse, select, swap-edges.
+// The verbs that test, mend and edit meshes: check, repair, orient, reverse, select, swap-edges, smooth,
+// offset.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -99,6 +100,18 @@ TEST_F(RepairVerbs, ReverseSelectAndSwap) {
   for (int v = 0; v < 5; ++v)
     EXPECT_EQ(rhombus.getVertices()[v].x + 10 * rhombus.getVertices()[v].y,
               rhombus.getUVs()[v].u + 10 * rhombus.getUVs()[v].v);
+}
+
+TEST_F(RepairVerbs, SmoothAndOffset) {
+  const std::string square = "v 0 0 0\nv 1 0 0\nv 1 1 3\nv 0 1 0\nf 1 2 3\nf 1 3 4\n";
+  folder.write("peak.txt", "2\n");
+  EXPECT_EQ(changed(square, "smooth --laplacian 1 --vertices peak.txt").getVertices()[2].z, 0);
+  const CompactMesh smooth = changed(square, "smooth --bilateral 9 --times 2");
+  EXPECT_TRUE(smooth.getVertices()[2].z != 3 && !smooth.getNormals());
+  EXPECT_EQ(changed(square, "offset --distance .1").getNumTriangles(), 12);
+  EXPECT_EQ(changed(square, "offset --distance .1 --layer-only").getNumVertices(), 4);
+  for (const char* refused : {"smooth", "smooth --bilateral nan", "offset --distance nan"})
+    EXPECT_EQ(run(std::string(refused) + " in.obj -o out.obj").code, 2) << refused;
 }
 
 }  // namespace

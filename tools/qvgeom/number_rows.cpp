@@ -82,6 +82,23 @@ void NumberRows::read(const std::string& path, Console& console) {
   }
 }
 
+std::vector<int> readElementNumbers(const std::string& path, const char* what, int count, Console& console) {
+  NumberRows rows(1);
+  rows.read(path, console);
+  std::vector<int> numbers;
+  numbers.reserve(rows.size());
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    const double number = rows[i][0];
+    if (!(number >= 0 && number < count) || number != std::floor(number)) {
+      std::string text = displayName(path, true) + ": there is no " + what + " ";
+      appendNumber(text, number);
+      throw Failure(kUnreadable, text);
+    }
+    numbers.push_back(static_cast<int>(number));
+  }
+  return numbers;
+}
+
 void appendNumber(std::string& text, double value) {
   char digits[32];
   const auto result = std::to_chars(digits, digits + sizeof digits, value, std::chars_format::general, 9);

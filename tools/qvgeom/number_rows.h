@@ -29,6 +29,10 @@ class NumberRows {
   std::vector<double> values_;
 };
 
+/// Reads a file with the number of an element a line. @param what says of what, such as "triangle"; there are
+/// `count`, numbered from 0. Throws as NumberRows::read does, also for a number of none.
+std::vector<int> readElementNumbers(const std::string& path, const char* what, int count, Console& console);
+
 /// Appends a number with nine significant digits, enough for every single-precision value. It must be finite
 /// where the text is to be JSON.
 void appendNumber(std::string& text, double value);

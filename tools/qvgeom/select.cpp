@@ -113,17 +113,8 @@ void Selection::addComponents() {
 }
 
 void Selection::addTriangles() {
-  NumberRows rows(1);
-  rows.read(options_.triangles, console_);
-  for (std::size_t i = 0; i < rows.size(); ++i) {
-    const double number = rows[i][0];
-    if (!(number >= 0 && number < mesh_.getNumTriangles()) || number != std::floor(number)) {
-      std::string text = displayName(options_.triangles, true) + ": there is no triangle ";
-      appendNumber(text, number);
-      throw Failure(kUnreadable, text);
-    }
-    selected_.setBit(static_cast<int>(number));
-  }
+  for (const int t : readElementNumbers(options_.triangles, "triangle", mesh_.getNumTriangles(), console_))
+    selected_.setBit(t);
 }
 
 ExitCode runSelect(const Options& options, Console& console) {
