@@ -55,6 +55,7 @@
 #include "geom/numeric/n_vector.h"
 #include "geom/numeric/preconditioners.h"
 #include "geom/numeric/sparse_matrix.h"
+#include "geom/planar/plane_fit.h"
 #include "geom/planar/point_in_polygon.h"
 #include "geom/planar/point_in_triangle.h"
 #include "geom/planar/polygon_intersect.h"
