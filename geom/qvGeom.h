@@ -61,6 +61,7 @@
 #include "geom/planar/polygon_intersect.h"
 #include "geom/planar/polygon_sector.h"
 #include "geom/planar/polygon_triangulation.h"
+#include "geom/process/reduction.h"
 #include "geom/repair/characteristics.h"
 #include "geom/repair/dihedral_angles.h"
 #include "geom/repair/duplicates.h"
