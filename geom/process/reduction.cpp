@@ -273,8 +273,8 @@ class MeshReduceTolerance final : public MeshReduceBase {
   bool isCandidate(int v) override { return flatness_[v] < tolerance_; }
   void beforeMerge() override { attribution_.beforeEdit(mesh_); }
   void afterMerge(Array<int> const& vertexMap) override {
-    largestError_ = std::max(largestError_,
-                             attribution_.afterEdit(mesh_, vertexMap, removed_, cache_, batchProgress_));
+    largestError_ =
+        std::max(largestError_, attribution_.afterEdit(mesh_, vertexMap, removed_, cache_, batchProgress_));
   }
 
  private:
@@ -326,9 +326,8 @@ bool MeshReduceTolerance::acceptRemoval(int v, const qv::vector<Triangle>& newTr
   int const* tris = adjTris_->triIndices(v);
   return std::all_of(tris, tris + adjTris_->numTris(v), [&](int t) {
     int const* points = attribution_.points(t);
-    return std::all_of(points, points + attribution_.numPoints(t), [&](int i) {
-      return isNear(removed_[static_cast<std::size_t>(i)], newTriangles);
-    });
+    return std::all_of(points, points + attribution_.numPoints(t),
+                       [&](int i) { return isNear(removed_[static_cast<std::size_t>(i)], newTriangles); });
   });
 }
 
