@@ -28,6 +28,7 @@ Verb makeMake(CLI::App& program);
 Verb makeNormals(CLI::App& program);
 Verb makeOrient(CLI::App& program);
 Verb makeRaycast(CLI::App& program);
+Verb makeReduce(CLI::App& program);
 Verb makeRender(CLI::App& program);
 Verb makeRepair(CLI::App& program);
 Verb makeReverse(CLI::App& program);
