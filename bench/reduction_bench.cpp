@@ -2,11 +2,10 @@
 // the vertices is kept, one in two or one in ten, and a million triangles must cost no more apiece than ten
 // thousand, but for the cache. Rates are triangles of the input a second.
 
-#include "geom/process/reduction.h"
-
 #include <algorithm>
 
 #include "geom/model/trellis/octree.h"
+#include "geom/process/reduction.h"
 #include "geom/spatial/closest_point.h"
 #include "geom/spatial/octree_partition.h"
 #include "geom/topology/measures.h"

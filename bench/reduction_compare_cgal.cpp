@@ -1,5 +1,5 @@
-// CGAL collapses edges, the cheapest first, and places the vertex that remains. Handing the mesh over and back
-// is within the time.
+// CGAL collapses edges, the cheapest first, and places the vertex that remains. Handing the mesh over and
+// back is within the time.
 
 #include <CGAL/Simple_cartesian.h>
 #include <CGAL/Surface_mesh.h>

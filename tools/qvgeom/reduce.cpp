@@ -95,9 +95,10 @@ ExitCode runReduce(const Options& options, Console& console) {
   const ExitCode written = rewriteMesh(
       options.files, console, [&](CompactMesh& mesh) { result = reduce(mesh, options, 0.8, console); }, 0.8);
   nlohmann::ordered_json json = asJson(options, result);
-  console.note("vertices " + std::to_string(result.vertices[0]) + " -> " + std::to_string(result.vertices[1]) +
-               ", triangles " + std::to_string(result.triangles[0]) + " -> " +
-               std::to_string(result.triangles[1]) + ", largest error " + json["largestError"].dump());
+  console.note("vertices " + std::to_string(result.vertices[0]) + " -> " +
+               std::to_string(result.vertices[1]) + ", triangles " + std::to_string(result.triangles[0]) +
+               " -> " + std::to_string(result.triangles[1]) + ", largest error " +
+               json["largestError"].dump());
   if (options.json) {
     json["seconds"] = watch.stop();
     writeStandardOutput(dump(json));
@@ -115,7 +116,8 @@ Verb makeReduce(CLI::App& program) {
   CLI::Option_group* limit = app->add_option_group("limit", "how far, by one of");
   limit->add_option("--fraction", options->fraction, "share of the vertices to keep")
       ->check(CLI::Range(0.0, 1.0));
-  limit->add_option("--tolerance", options->tolerance, "distance that removed vertices may have from the mesh")
+  limit
+      ->add_option("--tolerance", options->tolerance, "distance that removed vertices may have from the mesh")
       ->check(CLI::NonNegativeNumber);
   limit->require_option(1);
   app->add_flag("--json", options->json, "print counts and the largest error on standard output");
