@@ -1,7 +1,6 @@
 #include "geom/process/point_attribution.h"
 
 #include <algorithm>
-#include <numeric>
 
 #include "geom/model/keel/threading.h"
 #include "geom/spatial/closest_point.h"

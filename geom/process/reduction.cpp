@@ -62,7 +62,7 @@ class MeshReduceBase {
   std::deque<Point> removed_;  // in order of removal
   int iteration_ = 0;
   std::unique_ptr<MeshModifyRep> region_;  // during a batch
-  MeshAdjTris const* adjTris_ = nullptr;   // of the mesh that region_ was made from
+  qv::Reference<MeshAdjTris> adjTris_;     // of the mesh that region_ was made from
 
  private:
   // Batches bound the size of the region. One that would leave a small rest takes it along.
@@ -78,7 +78,7 @@ class MeshReduceBase {
   void extractRegion(BitVector const& marks);
   bool removeMarked(BitVector& marks, qv::vector<Point>& pass);
   bool removeVertex(int v, VertexRemoval& removal);
-  void dropRegion();
+  void releaseRegion();
 };
 
 MeshReduceBase::MeshReduceBase(CompactMesh& mesh) : mesh_(mesh), initialCount_(mesh.getNumVertices()) {
@@ -173,26 +173,26 @@ int MeshReduceBase::removeBatch(BitVector marks, Array<int>& vertexMap) {
       removed_.insert(removed_.end(), pass.begin(), pass.end());
       beforeMerge();
       region_->merge(vertexMap, nullptr);
-      region_.reset();  // the larger part of the memory in use
+      releaseRegion();  // the larger part of the memory in use
       afterMerge(vertexMap);
     }
-    dropRegion();
+    mesh_.clearSelection();
+    releaseRegion();
   }
   return removed;
 }
 
 // Two rings of triangles about the marked vertices: what a removal changes, and what it looks at.
 void MeshReduceBase::extractRegion(BitVector const& marks) {
-  const qv::Reference<MeshAdjTris> adjTris = cache_.getAdjTris(mesh_);
+  adjTris_ = cache_.getAdjTris(mesh_);
   mesh_.getSelectedVertices() = marks;
   mesh_.getSelectedTriangles().resize(mesh_.getNumTriangles());
-  MeshSelect select(mesh_, *adjTris);
+  MeshSelect select(mesh_, *adjTris_);
   for (int ring = 0; ring < 2; ++ring) {
     select.selectAllTrianglesFromVertices();
     select.selectVerticesFromTriangles();
   }
-  adjTris_ = adjTris.get();  // the cache holds it until the mesh changes
-  region_ = std::make_unique<MeshModifyRep>(mesh_, *adjTris);
+  region_ = std::make_unique<MeshModifyRep>(mesh_, *adjTris_);
 }
 
 // @param marks cleared where a vertex stays
@@ -223,10 +223,9 @@ bool MeshReduceBase::removeVertex(int v, VertexRemoval& removal) {
   return false;
 }
 
-void MeshReduceBase::dropRegion() {
-  mesh_.clearSelection();
+void MeshReduceBase::releaseRegion() {
   region_.reset();
-  adjTris_ = nullptr;
+  adjTris_ = qv::Reference<MeshAdjTris>();
 }
 
 class MeshReduceFraction final : public MeshReduceBase {
