@@ -2,10 +2,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
+#include <utility>
 
 #include "geom/model/keel/channels.h"
 #include "geom/model/keel/format.h"
 #include "geom/model/keel/tolerances.h"
+#include "geom/numeric/sparse_factor.h"
 
 namespace qvGeom {
 
@@ -32,6 +35,22 @@ ArrayOfSets byVertex(int numVertices, const qv::vector<HoleTriangle>& triangles)
   sets.assignFromPairs(numVertices, static_cast<int>(pairs.size() / 2), pairs.data());
   return sets;
 }
+
+// The system is nearly singular where a cut mesh shrinks towards the middle of its layout, so that nothing is
+// rounded here.
+class Factored : public Preconditioner {
+ public:
+  using Factor = SparseFactor<double, 1>;
+
+  explicit Factored(Factor factor) : factor_(std::move(factor)) {}
+  void applyInverse(const NVector& r, NVector& z) const override {
+    z = r;
+    factor_.solve(z.data());
+  }
+
+ private:
+  Factor factor_;
+};
 
 }  // namespace
 
@@ -119,12 +138,39 @@ void ConformalSystem::keepInPlace(int f) {
   }
 }
 
-void ConformalSystem::solve(Progress& progress) {
-  qvOS::AppOutput& output = qvOS::AppOutput::getInstance();
+void ConformalSystem::initPreconditioner(bool factorize, Progress& progress) {
+  if (factorize && initFactor(progress)) return;
   if (solver_.A().isMMatrix())
     solver_.initIncompleteCholeskyPreconditioner();
   else
     solver_.initDiagonalPreconditioner();
+}
+
+// @return false when the system cannot be factored, or not in time
+bool ConformalSystem::initFactor(Progress& progress) {
+  SymmetricRows rows;
+  qv::vector<Point> pointOfRow(static_cast<std::size_t>(unknowns_));
+  for (std::size_t v = 0; v < points_.size(); ++v)
+    if (const int f = freeIndices_[v]; f >= 0) pointOfRow[2 * f] = pointOfRow[2 * f + 1] = points_[v];
+  rows.starts.push_back(0);
+  for (int i = 0; i < unknowns_; ++i) {
+    rows.diagonal.push_back(solver_.A().getElement(i, i));
+    for (const SparseElement& element : solver_.A().row(i)) {
+      if (element.column == i || element.value == 0) continue;
+      rows.columns.push_back(element.column);
+      rows.values.push_back(element.value);
+    }
+    rows.starts.push_back(static_cast<int>(rows.columns.size()));
+  }
+  Factored::Factor factor;
+  if (factor.factor(rows, pointOfRow, progress) != FactorOutcome::done) return false;
+  solver_.setPreconditioner(std::make_unique<Factored>(std::move(factor)));
+  return true;
+}
+
+void ConformalSystem::solve(bool factorize, Progress& progress) {
+  qvOS::AppOutput& output = qvOS::AppOutput::getInstance();
+  initPreconditioner(factorize, progress);
   solver_.initialize(b_, start_);
   for (int k = 0; k < unknowns_; ++k) {
     if (progress.cancelled()) return;

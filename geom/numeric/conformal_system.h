@@ -34,7 +34,8 @@ class ConformalSystem {
   void assemble(qvUtil::Progress& progress);
   /// Says on the application's channel how far it is and how it ended. An end short of convergence leaves the
   /// best that was found.
-  void solve(qvUtil::Progress& progress);
+  /// @param factorize whether to precondition with a factorisation of the system
+  void solve(bool factorize, qvUtil::Progress& progress);
   /// Appends u and v of every vertex.
   void read(qvUtil::Progress& progress, qv::vector<qvLinear::Point2>& uvs) const;
 
@@ -44,6 +45,8 @@ class ConformalSystem {
   void setupTriangle(int i, int j, int k);
   void addNeighbour(int f, int neighbour, double weight, double turn);
   void keepInPlace(int f);
+  void initPreconditioner(bool factorize, qvUtil::Progress& progress);
+  bool initFactor(qvUtil::Progress& progress);
 
   const MeshAdjTris& adjTris_;
   int const* triangles_;  // [T][3]

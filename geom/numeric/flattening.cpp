@@ -97,6 +97,7 @@ class reparameterizeMesh::Impl {
 
   bool compactEnabled = true;
   bool cutSurfaceEnabled = true;
+  bool factorizationEnabled = false;
 
  private:
   using Boundaries = qv::vector<Loop>;
@@ -345,7 +346,7 @@ void reparameterizeMesh::Impl::doCG(const qv::vector<Point>& points, const qv::v
   ConformalSystem system(workMesh_, *adjTris, points, freeIndices, holeTriangles);
   inPhase(progress, 0.1, nullptr, [&](Progress& phase) { system.assemble(phase); });
   if (progress.cancelled()) return;
-  inPhase(progress, 0.8, nullptr, [&](Progress& phase) { system.solve(phase); });
+  inPhase(progress, 0.8, nullptr, [&](Progress& phase) { system.solve(factorizationEnabled, phase); });
   if (progress.cancelled()) return;
   inPhase(progress, 0.1, nullptr, [&](Progress& phase) { system.read(phase, uvs); });
 }
@@ -378,6 +379,7 @@ reparameterizeMesh::~reparameterizeMesh() = default;
 
 void reparameterizeMesh::enableMeshCompact(bool enable) { impl_->compactEnabled = enable; }
 void reparameterizeMesh::enableMeshCutSurface(bool enable) { impl_->cutSurfaceEnabled = enable; }
+void reparameterizeMesh::enableFactorization(bool enable) { impl_->factorizationEnabled = enable; }
 
 bool reparameterizeMesh::flatten() {
   Progress progress;

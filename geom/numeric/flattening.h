@@ -47,6 +47,11 @@ class QVGEOM_API reparameterizeMesh {
   void enableMeshCompact(bool enable);
   /// Off: what is not a disc already is refused. On by default.
   void enableMeshCutSurface(bool enable);
+  /// On: the solver is led by a factorisation of its system, O(V log V) memory and O(V^1.5) time, and ends
+  /// after some ten iterations: the layout is the same but for rounding, where the plain solver reaches it at
+  /// all. Worth it from some thousand vertices on, and more so for meshes that are cut open, whose systems
+  /// are stiff. Off by default.
+  void enableFactorization(bool enable);
 
   /// @return whether the mesh has new texture coordinates
   bool flatten();

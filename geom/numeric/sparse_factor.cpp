@@ -8,12 +8,35 @@ namespace qvGeom {
 
 using qvLinear::Point;
 
+// Asks for cancellation each time some milliseconds of work are done.
+class Patience {
+ public:
+  explicit Patience(qvUtil::Progress& progress) : progress_(progress) {}
+  /// @param work elements looked at @return whether the task was cancelled
+  bool endsAfter(std::int64_t work) {
+    left_ -= work;
+    if (left_ > 0) return cancelled_;
+    left_ = kWork;
+    return cancelled_ = cancelled_ || progress_.cancelled();
+  }
+
+ private:
+  static constexpr std::int64_t kWork = 1 << 23;
+
+  qvUtil::Progress& progress_;
+  std::int64_t left_ = 0;
+  bool cancelled_ = false;
+};
+
 namespace {
+
+// Relative to the diagonal: a matrix that is singular but for rounding has no factor worth using.
+constexpr double kPivotTol = 1e-13;
 
 class Dissection {
  public:
-  Dissection(const SymmetricRows& rows, const qv::vector<Point>& points)
-      : rows_(rows), points_(points), part_(points.size(), 0), order_(points.size()) {
+  Dissection(const SymmetricRows& rows, const qv::vector<Point>& points, Patience& patience)
+      : rows_(rows), points_(points), patience_(patience), part_(points.size(), 0), order_(points.size()) {
     std::iota(order_.begin(), order_.end(), 0);
   }
   qv::vector<int> run() {
@@ -39,7 +62,7 @@ class Dissection {
   // Halves the range across its longest side, and puts those of the lower half that touch the upper one
   // behind both.
   void divide(int begin, int end) {
-    if (end - begin <= kSmallest) return;
+    if (end - begin <= kSmallest || patience_.endsAfter(10 * std::int64_t{end - begin})) return;
     const int axis = longestAxis(begin, end);
     const int middle = begin + (end - begin) / 2;
     const auto first = order_.begin();
@@ -62,6 +85,7 @@ class Dissection {
 
   const SymmetricRows& rows_;
   const qv::vector<Point>& points_;
+  Patience& patience_;
   qv::vector<int> part_;  // the last upper half that each row was in
   int lastPart_ = 0;
   qv::vector<int> order_;
@@ -69,7 +93,8 @@ class Dissection {
 
 }  // namespace
 
-struct SparseFactor::Above {
+template <typename Value, int kWidth>
+struct SparseFactor<Value, kWidth>::Above {
   Above(const SymmetricRows& rows, const qv::vector<int>& order) : starts(1, 0) {
     const int n = rows.size();
     qv::vector<int> newRow(order.size());
@@ -92,38 +117,46 @@ struct SparseFactor::Above {
   qv::vector<double> values;
 };
 
-SparseFactor::Outcome SparseFactor::factor(const SymmetricRows& rows, const qv::vector<Point>& points,
-                                           qvUtil::Progress& progress) {
-  order_ = Dissection(rows, points).run();
+template <typename Value, int kWidth>
+FactorOutcome SparseFactor<Value, kWidth>::factor(const SymmetricRows& rows, const qv::vector<Point>& points,
+                                                  qvUtil::Progress& progress) {
+  Patience patience(progress);
+  order_ = Dissection(rows, points, patience).run();
+  if (patience.endsAfter(0)) return FactorOutcome::cancelled;
   const Above above(rows, order_);
-  analyse(above);
-  if (progress.cancelled()) return Outcome::cancelled;
-  return compute(above, progress);
+  if (!analyse(above, patience)) return FactorOutcome::cancelled;
+  return compute(above, patience);
 }
 
 // Row k of L has an element in every column on the way from those of the matrix up the tree to k.
-void SparseFactor::analyse(const Above& rows) {
+template <typename Value, int kWidth>
+bool SparseFactor<Value, kWidth>::analyse(const Above& rows, Patience& patience) {
   const int n = static_cast<int>(order_.size());
   parent_.assign(order_.size(), -1);
   starts_.assign(order_.size() + 1, 0);
   qv::vector<int> seenBy(order_.size(), -1);
   for (int k = 0; k < n; ++k) {
     seenBy[k] = k;
+    int length = 0;
     for (int e = rows.starts[k]; e < rows.starts[k + 1]; ++e)
       for (int i = rows.columns[e]; seenBy[i] != k; i = parent_[i]) {
         if (parent_[i] < 0) parent_[i] = k;
         ++starts_[i + 1];
+        ++length;
         seenBy[i] = k;
       }
+    if (patience.endsAfter(length + 1)) return false;
   }
   std::partial_sum(starts_.begin(), starts_.end(), starts_.begin());
+  return true;
 }
 
-SparseFactor::Outcome SparseFactor::compute(const Above& rows, qvUtil::Progress& progress) {
-  constexpr int kAskEvery = 100;  // rows; the last ones are long
+template <typename Value, int kWidth>
+FactorOutcome SparseFactor<Value, kWidth>::compute(const Above& rows, Patience& patience) {
   const int n = static_cast<int>(order_.size());
-  rows_.resize(static_cast<std::size_t>(starts_.back()));
-  values_.resize(rows_.size());
+  const auto elements = static_cast<std::size_t>(starts_.back());
+  rows_ = std::make_unique_for_overwrite<int[]>(elements);
+  values_ = std::make_unique_for_overwrite<Value[]>(elements);
   inverseD_.resize(order_.size());
   work_.assign(kLanes * order_.size(), 0);
   qv::vector<std::int64_t> ends(starts_.begin(), starts_.end() - 1);  // of what each column has so far
@@ -132,7 +165,6 @@ SparseFactor::Outcome SparseFactor::compute(const Above& rows, qvUtil::Progress&
   qv::vector<int> pattern(
       order_.size());  // columns of the row, from `top` on, in an order that respects the tree
   for (int k = 0; k < n; ++k) {
-    if (k % kAskEvery == 0 && progress.cancelled()) return Outcome::cancelled;
     int top = n;
     seenBy[k] = k;
     for (int e = rows.starts[k]; e < rows.starts[k + 1]; ++e) {
@@ -149,26 +181,27 @@ SparseFactor::Outcome SparseFactor::compute(const Above& rows, qvUtil::Progress&
       const int i = pattern[top];
       const double y = row[i];
       row[i] = 0;
+      if (patience.endsAfter(ends[i] - starts_[i] + 1)) return FactorOutcome::cancelled;
       for (std::int64_t e = starts_[i]; e < ends[i]; ++e) row[rows_[e]] -= values_[e] * y;
       const double l = y * inverseD_[i];
       d -= l * y;
       rows_[ends[i]] = k;
-      values_[ends[i]++] = static_cast<float>(l);
+      values_[ends[i]++] = static_cast<Value>(l);
     }
-    // A matrix that is singular but for rounding has no factor worth using.
-    if (!(d > 1e-10 * rows.diagonal[k])) return Outcome::notDefinite;
+    if (!(d > kPivotTol * rows.diagonal[k])) return FactorOutcome::notDefinite;
     inverseD_[k] = 1 / d;
   }
-  return Outcome::done;
+  return FactorOutcome::done;
 }
 
-void SparseFactor::solve(double* x) const {
+template <typename Value, int kWidth>
+void SparseFactor<Value, kWidth>::solve(double* x) const {
   const int n = static_cast<int>(order_.size());
   double* const w = work_.data();
-  const int* const rows = rows_.data();
-  const float* const values = values_.data();
+  const int* const rows = rows_.get();
+  const Value* const values = values_.get();
   for (int k = 0; k < n; ++k)
-    for (int d = 0; d < 3; ++d) w[kLanes * k + d] = x[3 * order_[k] + d];
+    for (int d = 0; d < kWidth; ++d) w[kLanes * k + d] = x[kWidth * order_[k] + d];
   for (int k = 0; k < n; ++k) {
     double at[kLanes];
     std::copy_n(w + kLanes * k, kLanes, at);
@@ -187,8 +220,11 @@ void SparseFactor::solve(double* x) const {
       for (int d = 0; d < kLanes; ++d) sum[d] -= value * from[d];
     }
     std::copy_n(sum, kLanes, w + kLanes * k);
-    std::copy_n(sum, 3, x + 3 * order_[k]);
+    std::copy_n(sum, kWidth, x + kWidth * order_[k]);
   }
 }
+
+template class SparseFactor<float, 3>;
+template class SparseFactor<double, 1>;
 
 }  // namespace qvGeom

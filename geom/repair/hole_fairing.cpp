@@ -23,7 +23,10 @@ constexpr int kManyVertices = 1000;
 // one can be solved directly, and twice so.
 class TwicePlain : public Preconditioner {
  public:
-  explicit TwicePlain(SparseFactor factor) : factor_(std::move(factor)) {}
+  // Rounded to floats, since a solution reads all of it and only steers the steps.
+  using Factor = SparseFactor<float, 3>;
+
+  explicit TwicePlain(Factor factor) : factor_(std::move(factor)) {}
   void applyInverse(const NVector& r, NVector& z) const override {
     z = r;
     factor_.solve(z.data());
@@ -31,7 +34,7 @@ class TwicePlain : public Preconditioner {
   }
 
  private:
-  SparseFactor factor_;
+  Factor factor_;
 };
 
 bool isFinite(const NVector& v) {
@@ -150,13 +153,13 @@ bool HoleFairing::initPreconditioner() {
     plain.diagonal.push_back(neighbours.empty() ? 1 : static_cast<double>(neighbours.size()));
     points.push_back(unknowns_[i].point());
   }
-  SparseFactor factor;
+  TwicePlain::Factor factor;
   switch (factor.factor(plain, points, progress_)) {
-    case SparseFactor::Outcome::cancelled:
+    case FactorOutcome::cancelled:
       return false;
-    case SparseFactor::Outcome::notDefinite:
+    case FactorOutcome::notDefinite:
       break;  // no vertex is held by a fixed one
-    case SparseFactor::Outcome::done:
+    case FactorOutcome::done:
       solver_.setPreconditioner(std::make_unique<TwicePlain>(std::move(factor)));
   }
   return true;

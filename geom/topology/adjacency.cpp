@@ -5,6 +5,7 @@
 #include <limits>
 #include <memory>
 #include <new>
+#include <numeric>
 #include <utility>
 
 #include "geom/model/keel/channels.h"
@@ -94,14 +95,57 @@ bool hasDirectedEdge(const MeshTriangle& t, int a, int b) {
 
 }  // namespace
 
-void sortAdjTris(int v, int n, int const* tris, MeshTriangle const* triangles, qv::vector<int>& out) {
-  out.assign(tris, tris + std::max(n, 0));
+namespace {
+
+// Below, looking at all remaining triangles is faster than finding the right ones by number.
+constexpr int kLongFan = 64;
+
+int vertexBefore(const MeshTriangle& t, int v) { return t[(firstCorner(t, v) + 2) % 3]; }
+
+void sortShortFan(int v, MeshTriangle const* triangles, qv::vector<int>& out) {
   for (std::size_t i = 1; i < out.size(); ++i) {
-    const MeshTriangle& previous = triangles[out[i - 1]];
-    const int w = previous[(firstCorner(previous, v) + 2) % 3];
+    const int w = vertexBefore(triangles[out[i - 1]], v);
     const auto next = std::find_if(out.begin() + static_cast<std::ptrdiff_t>(i), out.end(),
                                    [&](int t) { return hasDirectedEdge(triangles[t], v, w); });
     if (next != out.end()) std::swap(out[i], *next);
+  }
+}
+
+// The same order, without a look at every remaining triangle at every step.
+void sortLongFan(int v, MeshTriangle const* triangles, qv::vector<int>& out) {
+  const int n = static_cast<int>(out.size());
+  const qv::vector<int> tris(out);
+  qv::vector<std::pair<int, int>> byVertexAfter;  // vertices after v, each with a position in `tris`
+  for (int i = 0; i < n; ++i)
+    for (int k = 0; k < 3; ++k)
+      if (triangles[tris[i]][k] == v) byVertexAfter.emplace_back(triangles[tris[i]][(k + 1) % 3], i);
+  std::sort(byVertexAfter.begin(), byVertexAfter.end());
+
+  qv::vector<int> order(n);  // positions in `tris`
+  std::iota(order.begin(), order.end(), 0);
+  qv::vector<int> place(order);  // the inverse
+  for (int i = 1; i < n; ++i) {
+    const int w = vertexBefore(triangles[tris[order[i - 1]]], v);
+    int next = n;
+    for (auto it = std::lower_bound(byVertexAfter.begin(), byVertexAfter.end(), std::pair(w, 0));
+         it != byVertexAfter.end() && it->first == w; ++it)
+      if (place[it->second] >= i) next = std::min(next, place[it->second]);
+    if (next == n) continue;
+    std::swap(order[i], order[next]);
+    place[order[i]] = i;
+    place[order[next]] = next;
+  }
+  for (int i = 0; i < n; ++i) out[i] = tris[order[i]];
+}
+
+}  // namespace
+
+void sortAdjTris(int v, int n, int const* tris, MeshTriangle const* triangles, qv::vector<int>& out) {
+  out.assign(tris, tris + std::max(n, 0));
+  if (n < kLongFan) {
+    sortShortFan(v, triangles, out);
+  } else {
+    sortLongFan(v, triangles, out);
   }
 }
 

@@ -24,7 +24,7 @@ QVGEOM_API void meshAdjVertices(CompactMesh const& mesh, MeshAdjTris const& adjT
 /// Orders triangles around a vertex into fans of consistent winding. The first triangle stays first; each
 /// next one is the first remaining triangle with the directed edge from v to the vertex before v in its
 /// predecessor, or, where none has it, the next remaining triangle in input order, which starts a new fan.
-/// O(n^2).
+/// O(n log n), but O(n^2) where many triangles run along one directed edge.
 /// @param tris      n triangles that use v
 /// @param triangles the mesh's triangles
 /// @param out       receives the n triangles in their new order

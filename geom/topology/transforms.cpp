@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <limits>
 
 #include "geom/model/keel/tolerances.h"
 #include "geom/topology/element_runs.h"
@@ -14,15 +13,9 @@ namespace qvGeom {
 using qvLinear::AffineMatrix;
 using qvLinear::AffineMatrixFlt;
 using qvUtil::Transform2d;
+using qvUtil::withinFloats;
 
 namespace {
-
-// The order of the arguments of min and max matters: it lets NaN through.
-template <typename T>
-T withinFloats(T value) {
-  constexpr T kMax = std::numeric_limits<float>::max();
-  return std::min(std::max(value, -kMax), kMax);
-}
 
 float narrow(double value) { return static_cast<float>(withinFloats(value)); }
 

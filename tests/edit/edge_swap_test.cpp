@@ -57,6 +57,35 @@ TEST(EdgeSwap, TestsVetoAtTheirBounds) {
   }
 }
 
+// The test looks at angles only where shorter ways leave a doubt; this one always does. Among the points are
+// rectangles, whose sums tie, and ones so far apart that lengths leave the range.
+TEST(EdgeSwap, DecidesAsTheAnglesDo) {
+  std::mt19937 random(11);
+  std::uniform_real_distribution<double> number(-1, 1);
+  TopoMesh mesh;
+  const TopoMeshEdge e = twoTriangles(mesh, {{}, {}, {}, {}});
+  const TopoMeshVertex q[] = {e.start(), e.end(), e.prev().start(), e.twin().prev().start()};
+  const auto sum = [&](int at, int other, int a, int b) {
+    const auto angleAt = [&](int k) {
+      return qvLinear::angle(q[a].point() - q[k].point(), q[b].point() - q[k].point());
+    };
+    return angleAt(at) + angleAt(other);
+  };
+  for (int round = 0; round < 100000; ++round) {
+    const double scale = round % 10 == 0 ? 1e20 : 1, bend = round % 3 == 0 ? 0 : number(random);
+    const double w = number(random), h = number(random);
+    const bool tie = round % 4 == 0;
+    const auto noise = [&] { return tie ? 1e-15 * (round % 8) * number(random) : number(random); };
+    const Point corners[] = {{w, h, 0}, {-w, -h, 0}, {-w, h, bend}, {w, -h, bend}};
+    for (int i = 0; i < 4; ++i)
+      q[i].setPoint(
+          {scale * (corners[i][0] + noise()), scale * (corners[i][1] + noise()), scale * corners[i][2]});
+    bool veto = false;
+    MeshEdgeSwapper::minimizeOppositeAngleSum(e, veto);
+    ASSERT_EQ(sum(1, 0, 2, 3) >= sum(2, 3, 0, 1), veto) << "round " << round;
+  }
+}
+
 TEST(EdgeSwap, NeedsATestAndATwin) {
   TopoMesh mesh;
   const TopoMeshEdge e = twoTriangles(mesh, {{-1, 0, 0}, {1, 0, 0}, {0, 0.2, 0}, {0, -0.2, 0}});

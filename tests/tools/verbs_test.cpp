@@ -1,4 +1,4 @@
-// The verbs that write meshes, one by one.
+// The verbs that write meshes or measure them, one by one.
 
 #include <cmath>
 #include <filesystem>
@@ -96,6 +96,33 @@ TEST_F(Verbs, RefuseWhatMakesNoSense) {
     EXPECT_THAT(o.err, HasSubstr(message));
   }
   EXPECT_FALSE(std::filesystem::exists(folder / "x.obj"));
+}
+
+TEST_F(Verbs, PrintMeasuresAndLayouts) {
+  ASSERT_EQ(run("make cube -o cube.obj").code, 0);
+  folder.write("octahedron.obj",
+               "v 1 0 0\nv -1 0 0\nv 0 1 0\nv 0 -1 0\nv 0 0 1\nv 0 0 -1\nf 1 3 5\nf 3 2 5\nf 2 4 5\nf 4 1 5\n"
+               "f 3 1 6\nf 2 3 6\nf 4 2 6\nf 1 4 6\n");
+  for (const auto& [arguments, input, code, says] : {
+           std::tuple{"curvature octahedron.obj", "", 0, "1\n1\n1\n1\n1\n1\n"},
+           std::tuple{"mass cube.obj", "", 0, "volume            1\nfirst moment x    "},
+           std::tuple{"mass --format obj - -", "", 2, "only one file can be standard input"},
+           std::tuple{"pack --steps 1 -", "2 1\n", 0, "0 0 0.998000026 0.499000013\n"},
+           std::tuple{"pack -", "1 1\n1 -1\n", 3, "standard input: rectangle 1 has a negative size"},
+           std::tuple{"bounds -", "0 0\n4 0\n4 2\n1 1\n", 0, "4 2\n0 2\n0 0\n4 0\n"},
+           std::tuple{"bounds --json -", "", 0, "\"corners\": null,\n  \"ratio\": null,\n  \"hull\": []"},
+       }) {
+    SCOPED_TRACE(arguments);
+    folder.write("in.txt", input);
+    const Outcome o = run(arguments + std::string(" < in.txt"));
+    EXPECT_EQ(o.code, code);
+    EXPECT_THAT(code == 0 ? o.out : o.err, HasSubstr(says));
+  }
+  const nlohmann::json two = nlohmann::json::parse(run("mass --json cube.obj cube.obj").out);
+  EXPECT_TRUE(two["volume"] == 2 && two["area"] == 12 && two["secondMoment"]["z"].size() == 3);
+  folder.write("points.txt", "0 0\n2 0\n1 1\n");
+  EXPECT_EQ(nlohmann::json::parse(run("bounds --json points.txt").out)["hull"],
+            nlohmann::json::parse("[1,2,0]"));
 }
 
 }  // namespace

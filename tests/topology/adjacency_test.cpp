@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <numeric>
 #include <random>
 #include <set>
 
@@ -68,6 +69,20 @@ TEST(SortAdjTris, FollowsTheWindingAndStartsANewFanAtABreak) {
   // Turned over, triangle 1 lets no fan go on; the next remaining one in input order takes its place.
   EXPECT_EQ(sorted(0, {{0, 1, 2}, {0, 3, 2}, {4, 5, 0}, {0, 3, 4}}, {0, 1, 2, 3}), (Ints{0, 1, 2, 3}));
   EXPECT_EQ(sorted(0, {{0, 1, 2}, {5, 0, 6}, {2, 3, 0}}, {0, 1, 2}), (Ints{0, 2, 1}));
+}
+
+TEST(SortAdjTris, PutsLongFansInOrder) {
+  // Two fans, shuffled: the second one begins where the first has come round.
+  shapes::Tris tris;
+  for (int i = 0; i < 300; ++i) tris.push_back({1 + i, i == 299 ? 201 : i == 199 ? 1 : i + 2, 0});
+  Ints order(tris.size());
+  std::iota(order.begin(), order.end(), 0);
+  std::shuffle(order.begin(), order.end(), std::mt19937(1));
+  const Ints found = sorted(0, tris, order);
+  EXPECT_TRUE(std::is_permutation(found.begin(), found.end(), order.begin()));
+  int breaks = 0;
+  for (std::size_t i = 1; i < found.size(); ++i) breaks += tris[found[i]][0] != tris[found[i - 1]][1];
+  EXPECT_EQ(breaks, 1);
 }
 
 TEST(SharedEdge, TakesTheFirstOtherTriangleWithTheFarCorner) {

@@ -101,7 +101,11 @@ class Cleaning {
   void buildRecords() {
     console_.progress().setCaption("building records");
     const auto adjTris = cache_.getAdjTris(mesh_);
+    console_.throwIfInterrupted();
+    cache_.getAdjVertices(mesh_);
+    console_.throwIfInterrupted();
     const int loops = cache_.getBoundaries(mesh_)->size();
+    console_.throwIfInterrupted();
     if (options_.tests.selfIntersections) cache_.getOctreeTris(mesh_);
     const int pieces = meshComponents(mesh_, *adjTris, nullptr);
     console_.throwIfInterrupted();
@@ -143,7 +147,7 @@ class Cleaning {
       return false;
     }
     const LayoutQuality quality = measureLayout(mesh_);
-    ordered_json figures{{"flattened", true}, {"cut", result.wasCut}};
+    ordered_json figures{{"flattened", true}, {"genus", result.genus}, {"cut", result.wasCut}};
     figures.update(quality.asJson());
     journal_.finish("flatten", (result.wasCut ? "cut open, " : "") + quality.asText(), figures);
     return true;

@@ -39,6 +39,7 @@ ExitCode runFlatten(const Options& options, Console& console) {
         const LayoutQuality quality = measureLayout(mesh);
         console.note("flattened" + std::string(result.wasCut ? ", cut open for it: " : ": ") +
                      quality.asText());
+        json["genus"] = result.genus;
         json["cut"] = result.wasCut;
         json.update(quality.asJson());
         if (!options.picture.empty()) writeBytes(layoutPicture(mesh, format), options.picture);

@@ -179,6 +179,9 @@ std::string whyRefused(const MeshShape& shape, bool needsCut, bool mayCut) {
   return "'qvgeom check' tells its defects";
 }
 
+// A factorisation takes some kilobytes a vertex.
+constexpr int kMostFactored = 500000;
+
 }  // namespace
 
 Flattened flattenMesh(CompactMesh& mesh, bool mayCut, bool welds, double share, Console& console) {
@@ -187,7 +190,9 @@ Flattened flattenMesh(CompactMesh& mesh, bool mayCut, bool welds, double share, 
   qvGeom::reparameterizeMesh flattening(mesh);
   flattening.enableMeshCutSurface(mayCut);
   flattening.enableMeshCompact(welds);
+  flattening.enableFactorization(mesh.getNumVertices() <= kMostFactored);
   Flattened result;
+  result.genus = shape.genus();
   inPhase(console, share, "flattening",
           [&](qvUtil::Progress& phase) { result.done = flattening.flatten(phase); });
   if (result.done) {

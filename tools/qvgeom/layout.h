@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -36,7 +37,8 @@ std::vector<signed char> layoutSides(const qvGeom::CompactMesh& mesh);
 struct Flattened {
   bool done = false;
   bool wasCut = false;
-  std::string refusal;  ///< why not, where something can be said
+  std::int64_t genus = 0;  ///< of a mesh in one piece
+  std::string refusal;     ///< why not, where something can be said
 };
 
 /// Gives the mesh new texture coordinates.

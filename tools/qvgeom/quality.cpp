@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <numbers>
 #include <utility>
+#include <vector>
 
 namespace tool {
 
@@ -15,6 +16,7 @@ using qvGeom::MeshCharacteristics;
 namespace {
 
 constexpr std::size_t kShown = 5;  // numbers of elements in a line of the table
+constexpr int kInterruptRhythm = 1 << 16;
 
 using Edges = qv::vector<std::pair<int, int>>;
 
@@ -107,15 +109,23 @@ class Examination {
   }
 
   Edges edgesRunTwice() const {
-    Edges directed;
-    for (int t = 0; t < mesh_.getNumTriangles(); ++t)
-      for (int k = 0; k < 3; ++k)
-        directed.emplace_back(mesh_.getTriangles()[t][k], mesh_.getTriangles()[t][(k + 1) % 3]);
-    std::sort(directed.begin(), directed.end());
+    const auto adjTris = found_.getCache().getAdjTris(mesh_);
     Edges twice;
-    for (std::size_t i = 1; i < directed.size(); ++i)
-      if (directed[i] == directed[i - 1] && (twice.empty() || twice.back() != directed[i]))
-        twice.push_back(directed[i]);
+    std::vector<int> ends;  // of the edges that leave a vertex
+    for (int v = 0; v < mesh_.getNumVertices(); ++v) {
+      if (v % kInterruptRhythm == 0) console_.throwIfInterrupted();
+      ends.clear();
+      int const* tris = adjTris->triIndices(v);
+      for (int i = 0; i < adjTris->numTris(v); ++i) {
+        if (i > 0 && tris[i] == tris[i - 1]) continue;  // one with the vertex at two corners
+        const qvGeom::MeshTriangle& corners = mesh_.getTriangles()[tris[i]];
+        for (int k = 0; k < 3; ++k)
+          if (corners[k] == v) ends.push_back(corners[(k + 1) % 3]);
+      }
+      std::sort(ends.begin(), ends.end());
+      for (std::size_t i = 1; i < ends.size(); ++i)
+        if (ends[i] == ends[i - 1] && (i == 1 || ends[i] != ends[i - 2])) twice.emplace_back(v, ends[i]);
+    }
     return twice;
   }
 

@@ -14,10 +14,12 @@ struct Verb {
   std::function<ExitCode(Console&)> run;
 };
 
+Verb makeBounds(CLI::App& program);
 Verb makeCheck(CLI::App& program);
 Verb makeClean(CLI::App& program);
 Verb makeClosest(CLI::App& program);
 Verb makeConvert(CLI::App& program);
+Verb makeCurvature(CLI::App& program);
 Verb makeCut(CLI::App& program);
 Verb makeFill(CLI::App& program);
 Verb makeFlatten(CLI::App& program);
@@ -25,8 +27,10 @@ Verb makeInfo(CLI::App& program);
 Verb makeInside(CLI::App& program);
 Verb makeIntersect(CLI::App& program);
 Verb makeMake(CLI::App& program);
+Verb makeMass(CLI::App& program);
 Verb makeNormals(CLI::App& program);
 Verb makeOrient(CLI::App& program);
+Verb makePack(CLI::App& program);
 Verb makeRaycast(CLI::App& program);
 Verb makeReduce(CLI::App& program);
 Verb makeRender(CLI::App& program);

@@ -1,8 +1,18 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <limits>
 
 namespace qvUtil {
+
+/// The nearest value that a float can hold, but for rounding; NaN stays NaN.
+template <typename T>
+constexpr T withinFloats(T value) {
+  constexpr T kMax = std::numeric_limits<float>::max();
+  // The order of the arguments of min and max matters: it lets NaN through.
+  return std::min(std::max(value, -kMax), kMax);
+}
 
 /// Thirty-two flags in one word.
 struct BitField32 {
