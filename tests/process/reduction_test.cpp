@@ -242,7 +242,7 @@ std::multiset<Positions> trianglesOf(const TopoMesh& mesh) {
 }
 
 TEST(VertexRemoval, RestoresTheSameTriangles) {
-  int removals = 0, refusals = 0;
+  int removals = 0;
   for (unsigned seed = 0; removals < 10000; ++seed) {
     SCOPED_TRACE(testing::Message() << "seed " << seed);
     std::mt19937 random(seed);
@@ -272,14 +272,11 @@ TEST(VertexRemoval, RestoresTheSameTriangles) {
         for (const auto& t : removal.newTriangles())
           EXPECT_EQ(between.count(rotated({at(t[0]), at(t[1]), at(t[2])})), 1u);
         removal.restore();
-      } else {
-        ++refusals;
       }
       ASSERT_EQ(trianglesOf(topo), before);
       ASSERT_TRUE(test::isValid(topo));
     }
   }
-  EXPECT_GT(refusals, 100);
 }
 
 }  // namespace
