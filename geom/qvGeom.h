@@ -65,6 +65,7 @@
 #include "geom/planar/polygon_sector.h"
 #include "geom/planar/polygon_triangulation.h"
 #include "geom/process/offset.h"
+#include "geom/process/reduction.h"
 #include "geom/process/smoothing.h"
 #include "geom/repair/characteristics.h"
 #include "geom/repair/dihedral_angles.h"

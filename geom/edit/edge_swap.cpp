@@ -76,6 +76,16 @@ int compareAngleSums(const Quadrilateral& q) {
   return (now * Turn{swapped.re, -swapped.im}).side();
 }
 
+// Between two vectors that have directions; 0 where the cosine may be rounding, and where a product of
+// lengths might leave the range.
+int certainSignOfCosine(const Vector& a, const Vector& b) {
+  const double a2 = length2(a), b2 = length2(b);
+  if (!(a2 > 1e-70 && a2 < 1e70 && b2 > 1e-70 && b2 < 1e70)) return 0;
+  const double cosine = dot(a, b);
+  if (cosine * cosine <= Turn::kMargin * Turn::kMargin * (a2 * b2)) return 0;
+  return cosine > 0 ? 1 : -1;
+}
+
 }  // namespace
 
 MeshEdgeSwapper::MeshEdgeSwapper() = default;
@@ -116,6 +126,11 @@ void MeshEdgeSwapper::preventFoldover(TopoMeshEdge e, bool& veto) {
   const Quadrilateral q(e);
   Vector n1 = q.areaVector(3, 1, 2);
   Vector n2 = q.areaVector(3, 2, 0);
+  const int sign = certainSignOfCosine(n1, n2);
+  if (sign != 0) {
+    veto = sign < 0;
+    return;
+  }
   if (!n1.normalize() || !n2.normalize() || qvLinear::angle(n1, n2) > kRightAngle) veto = true;
 }
 

@@ -20,13 +20,15 @@ class ScatterMatrix {
  public:
   void add(const Vector& v) {
     for (int r = 0; r < 3; ++r)
-      for (int c = 0; c < 3; ++c) m_[r][c] += v[r] * v[c];
+      for (int c = r; c < 3; ++c) m_[r][c] += v[r] * v[c];
   }
   bool isFinite() const {
     return std::all_of(m_[0], m_[0] + 9, [](double e) { return std::isfinite(e); });
   }
   /// Returns the rank.
   int reduce() {
+    for (int r = 1; r < 3; ++r)
+      for (int c = 0; c < r; ++c) m_[r][c] = m_[c][r];
     eliminate(0);
     eliminate(1);
     // With a pivot in both, the last column says how z depends on x and y. What is left in the last row is

@@ -1,6 +1,8 @@
 #include "geom/topology/region.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <limits>
 #include <new>
 #include <utility>
@@ -22,8 +24,7 @@ struct MeshConvertRep::ConvertImpl {
   BitVector triangles;
   BitVector vertices;
   MeshAdjTris const* adjTris;
-  ArrayMap<int, TopoMeshVertex> vertexMap;
-  ArrayMap<int, TopoMeshFace> faceMap;
+  qv::vector<TopoMeshVertex> vertexMap;  // by number in the mesh; null for those that are not in the region
   TopoMesh region;
   bool extracted = false;
 };
@@ -42,27 +43,25 @@ TopoMesh& MeshConvertRep::extract() {
   r.extracted = true;
   qvOS::StopWatch watch;
   watch.start();
+  r.vertexMap.resize(static_cast<std::size_t>(r.mesh->getNumVertices()));
   for (int v = 0; v < r.mesh->getNumVertices(); ++v)
-    if (r.vertices.test(v)) r.vertexMap.append(v, r.region.allocVertex(r.mesh->getVertices()[v].asPoint()));
-  r.vertexMap.sort();
+    if (r.vertices.test(v)) r.vertexMap[v] = r.region.allocVertex(r.mesh->getVertices()[v].asPoint());
   for (int t = 0; t < r.mesh->getNumTriangles(); ++t) {
     if (!r.triangles.test(t)) continue;
     const MeshTriangle& tri = r.mesh->getTriangles()[t];
-    const TopoMeshFace face =
-        r.region.allocTriangle(r.vertexMap.find(tri[0]), r.vertexMap.find(tri[1]), r.vertexMap.find(tri[2]));
-    if (face) {
-      r.faceMap.append(t, face);
-    } else {
-      r.triangles.clearBit(t);  // it has no face to come back as, so it must stay
-    }
+    // Without a face to come back as, it must stay.
+    if (!r.region.allocTriangle(r.vertexMap[tri[0]], r.vertexMap[tri[1]], r.vertexMap[tri[2]]))
+      r.triangles.clearBit(t);
   }
-  r.faceMap.sort();
   meshTwin(r.region);
   debugChannel().print("MeshConvertRep::extract: %f s\n", watch.stop());
   return r.region;
 }
 
-TopoMeshVertex MeshConvertRep::getTopoMeshVertex(int v) const { return impl_->vertexMap.find(v); }
+TopoMeshVertex MeshConvertRep::getTopoMeshVertex(int v) const {
+  const auto& map = impl_->vertexMap;
+  return v >= 0 && static_cast<std::size_t>(v) < map.size() ? map[v] : TopoMeshVertex();
+}
 
 struct MeshModifyRep::ModifyImpl : MeshConvertRep::ConvertImpl {
   ModifyImpl(CompactMesh& m, BitVector const& t, BitVector const& v, MeshAdjTris const& a)
@@ -72,13 +71,17 @@ struct MeshModifyRep::ModifyImpl : MeshConvertRep::ConvertImpl {
     int const* tris = adjTris->triIndices(v);
     return std::all_of(tris, tris + adjTris->numTris(v), [&](int t) { return triangles.test(t); });
   }
-  void detachInterior();
+  // Where the region's vertex x is in the mesh; -1 when it is not there.
+  int indexOf(TopoMeshVertex x) const {
+    const std::uint64_t number = x.number();  // 0 for null
+    return number < indices.size() ? indices[number] : -1;
+  }
   int numberNewVertices();
   void writeRegion(int numVertices);
   void deleteOld(Array<int>& finalIndex);
 
   CompactMesh* writable;
-  ArrayMap<TopoMeshVertex, int> inverse{-1};
+  qv::vector<int> indices;  // by number of the region's vertex
   BitVector interior;
   bool merged = false;
 };
@@ -98,56 +101,44 @@ TopoMesh& MeshModifyRep::extract() {
   qvOS::StopWatch watch;
   watch.start();
   MeshConvertRep::extract();
-  for (const auto& [v, x] : r.vertexMap) r.inverse.append(x, v);
-  r.inverse.sort();
+  r.indices.assign(static_cast<std::size_t>(r.region.numVertices()) + 1, -1);
   r.interior.resize(r.mesh->getNumVertices());
-  for (int v = 0; v < r.mesh->getNumVertices(); ++v)
-    if (r.vertices.test(v) && r.isInterior(v)) r.interior.setBit(v);
+  for (int v = 0; v < r.mesh->getNumVertices(); ++v) {
+    if (!r.vertexMap[v]) continue;
+    r.indices[r.vertexMap[v].number()] = v;
+    if (r.isInterior(v)) r.interior.setBit(v);
+  }
   debugChannel().print("MeshModifyRep::extract: %f s\n", watch.stop());
   return r.region;
 }
 
 void MeshModifyRep::removeVertex(TopoMeshVertex x) {
   ModifyImpl& r = *getModify();
-  const int v = r.inverse.find(x);
+  const int v = r.indexOf(x);
   if (v < 0) return;
   r.interior.clearBit(v);
-  r.inverse.erase(x);
-  r.vertexMap.erase(v);
+  r.indices[x.number()] = -1;
+  r.vertexMap[v] = TopoMeshVertex();
 }
 
 // Interior vertices come back as new ones; the old ones are left to the deletion.
-void MeshModifyRep::ModifyImpl::detachInterior() {
-  for (int v = 0; v < mesh->getNumVertices(); ++v) {
-    if (!interior.test(v)) continue;
-    const TopoMeshVertex x = vertexMap.find(v);
-    if (!x) continue;
-    vertexMap.erase(v);
-    inverse.erase(x);
-  }
-}
-
 // @return the number of vertices with those of the region that are not in the mesh yet
 int MeshModifyRep::ModifyImpl::numberNewVertices() {
   int next = mesh->getNumVertices();
   const std::int64_t last = std::int64_t{next} + region.numVertices();
   if (last > std::numeric_limits<int>::max()) throw std::bad_alloc();
-  for (TopoMeshVertex x = region.firstVertex(); x; x = x.nextInMesh())
-    if (!inverse.contains(x)) inverse.append(x, next++);
-  inverse.sort();
+  for (TopoMeshVertex x = region.firstVertex(); x; x = x.nextInMesh()) {
+    if (x.number() >= indices.size()) indices.resize(x.number() + 1, -1);
+    int& index = indices[x.number()];
+    if (index < 0 || interior.test(index)) index = next++;
+  }
   return next;
 }
 
 void MeshModifyRep::ModifyImpl::writeRegion(int numVertices) {
   writable->resizeVertexArray(numVertices);
-  // By number of the vertex: every corner of every face looks here.
-  qv::vector<int> indices;
-  for (const auto& [x, index] : inverse) {
-    if (!x.isAlive()) continue;
-    writable->getVertices()[index].set(x.point().data());
-    indices.resize(x.number() + 1);
-    indices.back() = index;
-  }
+  for (TopoMeshVertex x = region.firstVertex(); x; x = x.nextInMesh())
+    writable->getVertices()[indices[x.number()]].set(x.point().data());
   int t = writable->getNumTriangles();
   writable->resizeTriangleArray(t + region.numFaces());
   for (TopoMeshFace face = region.firstFace(); face; face = face.nextInMesh(), ++t) {
@@ -189,20 +180,17 @@ void MeshModifyRep::merge(Array<int>* vertexMap, ArrayMap<TopoMeshVertex, int>* 
     finalIndex.resize(r.mesh->getNumVertices());
     for (int v = 0; v < finalIndex.size(); ++v) finalIndex[v] = v;
   } else {
-    const ArrayMap<TopoMeshVertex, int> before = r.inverse;
-    r.detachInterior();
     r.writeRegion(r.numberNewVertices());
     r.deleteOld(finalIndex);
-    for (const auto& [x, old] : before)
-      if (old >= 0 && finalIndex[old] == -1) {
-        const int added = r.inverse.find(x);
-        if (added >= 0) finalIndex[old] = finalIndex[added];
-      }
+    for (std::size_t v = 0; v < r.vertexMap.size(); ++v) {
+      int& index = finalIndex[static_cast<int>(v)];
+      if (index < 0 && r.vertexMap[v]) index = finalIndex[r.indexOf(r.vertexMap[v])];
+    }
   }
   if (map) {
-    *map = r.inverse;
-    for (auto& [x, index] : *map)
-      if (index >= 0) index = finalIndex[index];
+    *map = ArrayMap<TopoMeshVertex, int>(-1);
+    for (TopoMeshVertex x = r.region.firstVertex(); x; x = x.nextInMesh())
+      if (r.indexOf(x) >= 0) map->append(x, finalIndex[r.indexOf(x)]);
     map->sort();
   }
   if (vertexMap) vertexMap->swap(finalIndex);

@@ -9,8 +9,9 @@ namespace qvGeom {
 ///
 /// Looks at the first three half-edges of every face and among them only at those without a twin. Each takes
 /// the oldest opposite one that has none yet, the oldest first; where three or more faces meet at an edge,
-/// the ones that come too late stay boundary. Half-edges that start where they end are left alone. O(F + E
-/// log E) for E half-edges without twin. Prints its count and seconds on the debug channel.
+/// the ones that come too late stay boundary. Half-edges that start where they end are left alone. O(V +
+/// F), and O(E log E) for E half-edges without twin at one vertex. Prints its count and seconds on the debug
+/// channel.
 QVGEOM_API void meshTwin(TopoMesh& mesh);
 
 }  // namespace qvGeom

@@ -11,11 +11,11 @@
 #include <vector>
 
 #include "geom/edit/edge_swap.h"
-#include "geom/repair/characteristics.h"
 #include "geom/repair/hole_patch.h"
 #include "geom/topology/twins.h"
 
 #include "tests/support/mesh_checks.h"
+#include "tests/support/surface_checks.h"
 #include "tests/support/topo_checks.h"
 
 namespace qvGeom {
@@ -50,16 +50,6 @@ int fill(CompactMesh& mesh, const qv::list<int>& holes, int quality, const std::
   qvUtil::Progress progress;
   return meshHoleFill(mesh, adjacency.tris, adjacency.vertices, loops.empty() ? adjacency.boundaries : given,
                       holes, static_cast<HoleQuality>(quality), progress);
-}
-
-// Whether it is a surface, with so many boundaries.
-void expectSurface(CompactMesh& mesh, int boundaries) {
-  expectSound(mesh);
-  MeshCharacteristics characteristics(mesh);
-  for (const auto test :
-       {MeshCharacteristics::GoodTriangles, MeshCharacteristics::Manifold, MeshCharacteristics::Oriented})
-    EXPECT_NE(characteristics.check(test), 0);
-  EXPECT_EQ(Adjacency(mesh).boundaries.size(), boundaries);
 }
 
 // Without the triangles about a point. Vertices stay.

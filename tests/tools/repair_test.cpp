@@ -114,5 +114,25 @@ TEST_F(RepairVerbs, SmoothAndOffset) {
     EXPECT_EQ(run(std::string(refused) + " in.obj -o out.obj").code, 2) << refused;
 }
 
+TEST_F(RepairVerbs, ReduceTellsWhatItKept) {
+  // Two flat squares about a vertex that lies 0.1 above the one and in the other.
+  folder.write("in.obj",
+               "v 0 0 0\nv 3 0 0\nv 3 3 0\nv 0 3 0\nv 1 2 .1\nv 5 0 0\nv 4 2 0\nv 5 3 0\nvn 0 0 1\n"
+               "f 1//1 2//1 5//1\nf 2//1 3//1 5//1\nf 3//1 4//1 5//1\nf 4//1 1//1 5//1\n"
+               "f 2//1 6//1 7//1\nf 6//1 8//1 7//1\nf 8//1 3//1 7//1\nf 3//1 2//1 7//1\n");
+  const std::tuple<const char*, int, double> cases[] = {
+      {"--fraction 1", 8, 0},  {"--fraction .9", 7, 0},   {"--fraction 0", 6, 0.1},
+      {"--tolerance 0", 8, 0}, {"--tolerance .01", 7, 0}, {"--tolerance .2", 6, 0.1}};
+  for (const auto& [limit, vertices, error] : cases) {
+    const Outcome o = run(std::string("reduce --json in.obj -o out.obj ") + limit);
+    ASSERT_EQ(o.code, 0) << o.err;
+    EXPECT_EQ(json::parse(o.out)["verticesAfter"], vertices) << limit;
+    EXPECT_NEAR(json::parse(o.out)["largestError"].get<double>(), error, 1e-3) << limit;
+    EXPECT_THAT(folder.read("out.obj"), HasSubstr("vn ")) << limit;
+  }
+  for (const char* limit : {"", "--fraction 1.5", "--tolerance -1", "--fraction 1 --tolerance 1"})
+    EXPECT_EQ(run(std::string("reduce in.obj -o x.obj ") + limit).code, 2) << limit;
+}
+
 }  // namespace
 }  // namespace qvGeom

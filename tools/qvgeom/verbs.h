@@ -33,6 +33,7 @@ Verb makeOffset(CLI::App& program);
 Verb makeOrient(CLI::App& program);
 Verb makePack(CLI::App& program);
 Verb makeRaycast(CLI::App& program);
+Verb makeReduce(CLI::App& program);
 Verb makeRender(CLI::App& program);
 Verb makeRepair(CLI::App& program);
 Verb makeReverse(CLI::App& program);

@@ -20,43 +20,58 @@ class TopoMeshFace;
 class TopoMeshVertex;
 
 /// The records behind the handles. Callers hold handles; nothing outside the half-edge mesh reads these.
+///
+/// Records lie in blocks in order of creation, so that the lists need no links. Number 0 marks a place
+/// without an element; the first such place in a block leads on to the next block.
 namespace topo {
 
 struct Edge;
 struct Face;
 
 struct Vertex {
-  std::uint64_t number = 0;
+  std::uint32_t number = 0;
   bool alive = true;
-  Vertex* listPrev = nullptr;
-  Vertex* listNext = nullptr;
   qvLinear::Point point;
-  Edge* first = nullptr;     // the fan that iteration sees is the one of this half-edge
+  union {
+    Edge* first = nullptr;  // the fan that iteration sees is the one of this half-edge
+    Vertex* nextBlock;
+  };
   Edge* outgoing = nullptr;  // ring of all half-edges that start here, of every fan, in no order that counts
 };
 
-struct Edge {
-  std::uint64_t number = 0;
+struct alignas(64) Edge {  // one cache line: edits touch many at random
+  std::uint32_t number = 0;
   bool alive = true;
-  Edge* listPrev = nullptr;
-  Edge* listNext = nullptr;
-  Vertex* start = nullptr;
-  Face* face = nullptr;
-  Edge* next = nullptr;
+  union {
+    Edge* next = nullptr;
+    Edge* nextBlock;
+  };
   Edge* prev = nullptr;
   Edge* twin = nullptr;
+  Vertex* start = nullptr;
+  Face* face = nullptr;
   Edge* outPrev = nullptr;  // neighbours in the start's ring
   Edge* outNext = nullptr;
 };
+static_assert(sizeof(Edge) == 64 || sizeof(void*) != 8);
 
 struct Face {
-  std::uint64_t number = 0;
+  std::uint32_t number = 0;
   bool alive = true;
-  Face* listPrev = nullptr;
-  Face* listNext = nullptr;
-  Edge* first = nullptr;
   int size = 0;  // half-edges of the cycle
+  union {
+    Edge* first = nullptr;
+    Face* nextBlock;
+  };
 };
+
+/// The first living element from this place on; null when there is none.
+template <typename Record>
+Record* livingFrom(Record* place) {
+  while (place && !(place->number != 0 && place->alive))
+    place = place->number == 0 ? place->nextBlock : place + 1;
+  return place;
+}
 
 /// What the three handles share. A handle is a pointer to a record that stays in place until its mesh dies,
 /// so that it can be asked for its number, and whether its element is alive, also after a deletion. Nothing
@@ -99,7 +114,7 @@ class QVGEOM_API TopoMeshVertex : public topo::Handle<topo::Vertex> {
   /// Whether the fan is open; true for a vertex without faces.
   bool onBoundary() const;
   /// The vertex created next among those alive; null at the end of the list.
-  TopoMeshVertex nextInMesh() const { return TopoMeshVertex(record_->listNext); }
+  TopoMeshVertex nextInMesh() const { return TopoMeshVertex(topo::livingFrom(record_ + 1)); }
 
   friend auto operator<=>(const TopoMeshVertex& a, const TopoMeshVertex& b) {
     return a.number() <=> b.number();
@@ -120,7 +135,7 @@ class QVGEOM_API TopoMeshEdge : public topo::Handle<topo::Edge> {
   TopoMeshEdge twin() const { return TopoMeshEdge(record_->twin); }
   TopoMeshFace face() const;
   /// The half-edge created next among those alive; null at the end. Not the successor in the face.
-  TopoMeshEdge nextInMesh() const { return TopoMeshEdge(record_->listNext); }
+  TopoMeshEdge nextInMesh() const { return TopoMeshEdge(topo::livingFrom(record_ + 1)); }
 
   friend auto operator<=>(const TopoMeshEdge& a, const TopoMeshEdge& b) { return a.number() <=> b.number(); }
 };
@@ -135,7 +150,7 @@ class QVGEOM_API TopoMeshFace : public topo::Handle<topo::Face> {
   int numVertices() const { return record_->size; }
   /// Mean of the corners.
   qvLinear::Point centroid() const;
-  TopoMeshFace nextInMesh() const { return TopoMeshFace(record_->listNext); }
+  TopoMeshFace nextInMesh() const { return TopoMeshFace(topo::livingFrom(record_ + 1)); }
 
   friend auto operator<=>(const TopoMeshFace& a, const TopoMeshFace& b) { return a.number() <=> b.number(); }
 };
@@ -163,7 +178,8 @@ class Pool;
 /// fan only when its own is gone.
 ///
 /// Reference counted, not copyable, one thread at a time. Records of deleted elements stay until the mesh
-/// dies, so memory follows the number of elements ever created.
+/// dies, so memory, and the time of a walk along a list, follow the number of elements ever created: 2^32 - 1
+/// of a kind at most.
 class QVGEOM_API TopoMesh : public qv::ReferenceCount {
  public:
   TopoMesh();
@@ -254,10 +270,9 @@ class QVGEOM_API TopoMesh : public qv::ReferenceCount {
  private:
   template <typename Record>
   struct List {
-    Record* head = nullptr;
-    Record* tail = nullptr;
+    Record* head = nullptr;  // the oldest that is alive
     int count = 0;
-    std::uint64_t lastNumber = 0;
+    std::uint32_t lastNumber = 0;
     std::unique_ptr<topo::Pool<Record>> pool;
 
     List();

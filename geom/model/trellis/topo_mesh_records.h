@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <cassert>
 #include <cstddef>
+#include <cstdint>
+#include <limits>
 #include <memory>
+#include <new>
 
 #include "geom/model/keel/containers.h"
 #include "geom/model/trellis/topo_mesh.h"
@@ -18,7 +21,8 @@
 namespace qvGeom {
 namespace topo {
 
-/// Records in blocks that never move and are never used twice: a handle outlives its element.
+/// Records in blocks that never move and are never used twice: a handle outlives its element. Each block ends
+/// with a place that is never taken.
 template <typename Record>
 class Pool {
  public:
@@ -26,9 +30,11 @@ class Pool {
   void reserve(std::size_t n) {
     if (static_cast<std::size_t>(end_ - next_) >= n) return;
     const std::size_t size = std::max(n, blockSize_);
-    blocks_.push_back(std::make_unique<Record[]>(size));
-    next_ = blocks_.back().get();
-    end_ = next_ + size;
+    blocks_.push_back(std::make_unique<Record[]>(size + 1));
+    Record* const block = blocks_.back().get();
+    if (next_) next_->nextBlock = block;
+    next_ = block;
+    end_ = block + size;
     blockSize_ = std::min(2 * blockSize_, kLargestBlock);
   }
   Record* take() {
@@ -41,7 +47,7 @@ class Pool {
   static constexpr std::size_t kLargestBlock = 4096;
   std::size_t blockSize_ = 64;
   qv::vector<std::unique_ptr<Record[]>> blocks_;
-  Record* next_ = nullptr;
+  Record* next_ = nullptr;  // to be taken; without number
   Record* end_ = nullptr;
 };
 
@@ -106,26 +112,24 @@ inline int numOutgoing(const Vertex* v) {
 
 template <typename Record>
 void TopoMesh::List<Record>::reserve(int more) {
-  pool->reserve(static_cast<std::size_t>(more));
+  const auto n = static_cast<std::uint32_t>(more);
+  if (n > std::numeric_limits<std::uint32_t>::max() - lastNumber) throw std::bad_alloc();
+  pool->reserve(n);
 }
 
 template <typename Record>
 Record* TopoMesh::List<Record>::append() {
   Record* const record = pool->take();
   record->number = ++lastNumber;
-  record->listPrev = tail;
-  (tail ? tail->listNext : head) = record;
-  tail = record;
+  if (!head) head = record;
   ++count;
   return record;
 }
 
 template <typename Record>
 void TopoMesh::List<Record>::remove(Record* record) {
-  (record->listPrev ? record->listPrev->listNext : head) = record->listNext;
-  (record->listNext ? record->listNext->listPrev : tail) = record->listPrev;
-  record->listPrev = record->listNext = nullptr;
   record->alive = false;
+  if (head == record) head = topo::livingFrom(record);
   --count;
 }
 

@@ -23,13 +23,11 @@ template <typename List>
 const char* faultOfList(const List& list) {
   int n = 0;
   decltype(list.head) prev = nullptr;
-  for (auto* record = list.head; record; prev = record, record = record->listNext) {
+  for (auto* record = list.head; record; prev = record, record = topo::livingFrom(record + 1)) {
     if (++n > list.count) return "more elements than counted";
     if (!record->alive) return "a deleted element";
-    if (record->listPrev != prev) return "links not mutual";
     if (record->number <= (prev ? prev->number : 0)) return "not in order of creation";
   }
-  if (list.tail != prev) return "wrong end";
   if (n != list.count) return "fewer elements than counted";
   return prev && prev->number > list.lastNumber ? "a number not yet given" : nullptr;
 }
@@ -81,16 +79,16 @@ bool TopoMesh::validate(std::string* fault) const {
   if (const char* what = faultOfList(vertices_)) return report(std::string("list of vertices: ") + what);
   if (const char* what = faultOfList(edges_)) return report(std::string("list of half-edges: ") + what);
   if (const char* what = faultOfList(faces_)) return report(std::string("list of faces: ") + what);
-  for (const Edge* e = edges_.head; e; e = e->listNext)
+  for (const Edge* e = edges_.head; e; e = topo::livingFrom(e + 1))
     if (const char* what = faultOf(e)) return report(named("half-edge", e->number, what));
 
   int inFaces = 0;
-  for (const Face* f = faces_.head; f; f = f->listNext)
+  for (const Face* f = faces_.head; f; f = topo::livingFrom(f + 1))
     if (const char* what = faultOf(f, edges_.count, inFaces)) return report(named("face", f->number, what));
   if (inFaces != edges_.count) return report("half-edges in no face's cycle");
 
   int inRings = 0;
-  for (const Vertex* v = vertices_.head; v; v = v->listNext)
+  for (const Vertex* v = vertices_.head; v; v = topo::livingFrom(v + 1))
     if (const char* what = faultOf(v, edges_.count, inRings)) return report(named("vertex", v->number, what));
   if (inRings != edges_.count) return report("half-edges in no vertex's ring");
   return true;

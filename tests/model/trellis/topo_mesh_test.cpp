@@ -190,7 +190,7 @@ TEST(TopoMesh, ValidationFindsPlantedFaults) {
   const std::pair<const char*, std::function<void(Records)>> plants[] = {
       {"not in order", [](Records r) { r.e->number = 99; }},
       {"a deleted element", [](Records r) { r.v->alive = false; }},
-      {"wrong end", [](Records r) { r.f->listNext = nullptr; }},
+      {"fewer elements", [](Records r) { r.f[1].alive = false; }},
       {"a link is missing", [](Records r) { r.e->start = nullptr; }},
       {"disagree", [](Records r) { r.e->next = r.e->next->next; }},
       {"twins not mutual", [](Records r) { r.e->twin->twin = nullptr; }},
