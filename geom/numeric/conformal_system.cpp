@@ -22,6 +22,7 @@ using qvUtil::Progress;
 namespace {
 
 constexpr int kProgressStep = 100;  // iterations or vertices between reports
+constexpr int kRowsBetweenQuestions = 1 << 16;
 
 ArrayOfSets byVertex(int numVertices, const qv::vector<HoleTriangle>& triangles) {
   qv::vector<int> pairs;
@@ -42,14 +43,17 @@ class Factored : public Preconditioner {
  public:
   using Factor = SparseFactor<double, 1>;
 
-  explicit Factored(Factor factor) : factor_(std::move(factor)) {}
+  // A solution of a large system takes longer than a cancellation may wait. The progress is asked as long as
+  // the solver steps.
+  Factored(Factor factor, Progress& progress) : factor_(std::move(factor)), progress_(progress) {}
   void applyInverse(const NVector& r, NVector& z) const override {
     z = r;
-    factor_.solve(z.data());
+    factor_.solve(z.data(), &progress_);
   }
 
  private:
   Factor factor_;
+  Progress& progress_;
 };
 
 }  // namespace
@@ -154,6 +158,7 @@ bool ConformalSystem::initFactor(Progress& progress) {
     if (const int f = freeIndices_[v]; f >= 0) pointOfRow[2 * f] = pointOfRow[2 * f + 1] = points_[v];
   rows.starts.push_back(0);
   for (int i = 0; i < unknowns_; ++i) {
+    if (i % kRowsBetweenQuestions == 0 && progress.cancelled()) return false;
     rows.diagonal.push_back(solver_.A().getElement(i, i));
     for (const SparseElement& element : solver_.A().row(i)) {
       if (element.column == i || element.value == 0) continue;
@@ -164,7 +169,7 @@ bool ConformalSystem::initFactor(Progress& progress) {
   }
   Factored::Factor factor;
   if (factor.factor(rows, pointOfRow, progress) != FactorOutcome::done) return false;
-  solver_.setPreconditioner(std::make_unique<Factored>(std::move(factor)));
+  solver_.setPreconditioner(std::make_unique<Factored>(std::move(factor), progress));
   return true;
 }
 

@@ -195,7 +195,11 @@ FactorOutcome SparseFactor<Value, kWidth>::compute(const Above& rows, Patience& 
 }
 
 template <typename Value, int kWidth>
-void SparseFactor<Value, kWidth>::solve(double* x) const {
+void SparseFactor<Value, kWidth>::solve(double* x, qvUtil::Progress* progress) const {
+  constexpr int kAskEvery = 1 << 12;  // rows; some ten milliseconds of the longest
+  const auto isCancelled = [progress](int k) {
+    return progress && k % kAskEvery == 0 && progress->cancelled();
+  };
   const int n = static_cast<int>(order_.size());
   double* const w = work_.data();
   const int* const rows = rows_.get();
@@ -203,6 +207,7 @@ void SparseFactor<Value, kWidth>::solve(double* x) const {
   for (int k = 0; k < n; ++k)
     for (int d = 0; d < kWidth; ++d) w[kLanes * k + d] = x[kWidth * order_[k] + d];
   for (int k = 0; k < n; ++k) {
+    if (isCancelled(k)) return;
     double at[kLanes];
     std::copy_n(w + kLanes * k, kLanes, at);
     for (std::int64_t e = starts_[k]; e < starts_[k + 1]; ++e) {
@@ -212,6 +217,7 @@ void SparseFactor<Value, kWidth>::solve(double* x) const {
     }
   }
   for (int k = n - 1; k >= 0; --k) {
+    if (isCancelled(k)) return;
     double sum[kLanes];
     for (int d = 0; d < kLanes; ++d) sum[d] = w[kLanes * k + d] * inverseD_[k];
     for (std::int64_t e = starts_[k]; e < starts_[k + 1]; ++e) {

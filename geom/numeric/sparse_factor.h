@@ -41,7 +41,8 @@ class SparseFactor {
 
   /// Solves in place, for right-hand sides interleaved as x, y and z of points are. Not before a
   /// factorisation was done.
-  void solve(double* x) const;
+  /// @param progress null, or asked for cancellation: what is left then is no solution
+  void solve(double* x, qvUtil::Progress* progress = nullptr) const;
 
  private:
   static constexpr int kLanes = kWidth + (kWidth > 1 && kWidth % 2);  // with a zero, so that they go in pairs
