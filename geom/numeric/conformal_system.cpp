@@ -143,7 +143,7 @@ void ConformalSystem::keepInPlace(int f) {
 }
 
 void ConformalSystem::initPreconditioner(bool factorize, Progress& progress) {
-  if (factorize && initFactor(progress)) return;
+  if (factorize && (initFactor(progress) || progress.cancelled())) return;
   if (solver_.A().isMMatrix())
     solver_.initIncompleteCholeskyPreconditioner();
   else
@@ -176,6 +176,7 @@ bool ConformalSystem::initFactor(Progress& progress) {
 void ConformalSystem::solve(bool factorize, Progress& progress) {
   qvOS::AppOutput& output = qvOS::AppOutput::getInstance();
   initPreconditioner(factorize, progress);
+  if (progress.cancelled()) return;
   solver_.initialize(b_, start_);
   for (int k = 0; k < unknowns_; ++k) {
     if (progress.cancelled()) return;

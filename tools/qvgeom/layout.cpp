@@ -157,12 +157,11 @@ std::string LayoutQuality::asText() const {
 namespace {
 
 // The mesh as it is flattened: welded, unless that closes or opens boundaries and welding is not insisted on.
-MeshShape shapeToFlatten(const CompactMesh& mesh, bool welds) {
+MeshShape shapeToFlatten(const CompactMesh& mesh, bool welds, Console& console) {
   CompactMesh welded = mesh;
   welded.deleteUVs();
   welded.deleteNormals();
-  qvUtil::Progress unheard;
-  meshCompact(welded, unheard);
+  inPhase(console, 0, "welding", [&](qvUtil::Progress& phase) { meshCompact(welded, phase); });
   const MeshShape shape = shapeOf(welded);
   if (welds) return shape;
   const MeshShape original = shapeOf(mesh);
@@ -185,7 +184,8 @@ constexpr int kMostFactored = 500000;
 }  // namespace
 
 Flattened flattenMesh(CompactMesh& mesh, bool mayCut, bool welds, double share, Console& console) {
-  const MeshShape shape = shapeToFlatten(mesh, welds);
+  const MeshShape shape = shapeToFlatten(mesh, welds, console);
+  console.throwIfInterrupted();
   const bool needsCut = shape.boundaryLoops == 0 || shape.genus() > 0;
   qvGeom::reparameterizeMesh flattening(mesh);
   flattening.enableMeshCutSurface(mayCut);
