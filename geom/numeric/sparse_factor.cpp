@@ -21,7 +21,7 @@ class Patience {
   }
 
  private:
-  static constexpr std::int64_t kWork = 1 << 23;
+  static constexpr std::int64_t kWork = 1 << 20;
 
   qvUtil::Progress& progress_;
   std::int64_t left_ = 0;
