@@ -153,6 +153,9 @@ void ConformalSystem::initPreconditioner(bool factorize, Progress& progress) {
 // @return false when the system cannot be factored, or not in time
 bool ConformalSystem::initFactor(Progress& progress) {
   SymmetricRows rows;
+  const auto elements = static_cast<std::size_t>(solver_.A().nnz());
+  rows.columns.reserve(elements);
+  rows.values.reserve(elements);
   qv::vector<Point> pointOfRow(static_cast<std::size_t>(unknowns_));
   for (std::size_t v = 0; v < points_.size(); ++v)
     if (const int f = freeIndices_[v]; f >= 0) pointOfRow[2 * f] = pointOfRow[2 * f + 1] = points_[v];
@@ -168,7 +171,7 @@ bool ConformalSystem::initFactor(Progress& progress) {
     rows.starts.push_back(static_cast<int>(rows.columns.size()));
   }
   Factored::Factor factor;
-  if (factor.factor(rows, pointOfRow, progress) != FactorOutcome::done) return false;
+  if (factor.factor(std::move(rows), pointOfRow, progress) != FactorOutcome::done) return false;
   solver_.setPreconditioner(std::make_unique<Factored>(std::move(factor), progress));
   return true;
 }
@@ -176,7 +179,7 @@ bool ConformalSystem::initFactor(Progress& progress) {
 void ConformalSystem::solve(bool factorize, Progress& progress) {
   qvOS::AppOutput& output = qvOS::AppOutput::getInstance();
   initPreconditioner(factorize, progress);
-  if (progress.cancelled()) return;
+  if (progress.cancelled() || !solver_.A().prepareProducts(progress)) return;
   solver_.initialize(b_, start_);
   for (int k = 0; k < unknowns_; ++k) {
     if (progress.cancelled()) return;

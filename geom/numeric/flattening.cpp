@@ -104,7 +104,8 @@ class reparameterizeMesh::Impl {
 
   // In the order in which `flatten` takes them.
   void prepareMesh(Progress& progress, Remap& remap);
-  int getMeshGenus(Boundaries& boundaries);
+  int getMeshGenus(Boundaries& boundaries, Progress& progress);
+  bool buildRecords(Progress& progress);
   bool makeDisk(Boundaries& boundaries, Progress& progress);
   int getExtremeVerts(const Boundaries& boundaries, ExtremePair& extreme) const;
   void rotateAndProject(const Loop& boundary, qv::vector<Point>& points, const ExtremePair& extreme);
@@ -135,11 +136,13 @@ bool reparameterizeMesh::Impl::flatten(Progress& progress) {
 
   Boundaries boundaries;
   int genus = -1;
-  inPhase(progress, 0.1, "Finding Mesh Boundaries", [&](Progress&) { genus = getMeshGenus(boundaries); });
+  inPhase(progress, 0.1, "Finding Mesh Boundaries",
+          [&](Progress&) { genus = getMeshGenus(boundaries, progress); });
   if (progress.cancelled()) return false;
   info(formatText("- - - MeshReparameterize: genus = %d\n", genus));
   if (genus < 0) return false;
   if ((genus > 0 || boundaries.empty()) && !makeDisk(boundaries, progress)) return false;
+  if (progress.cancelled()) return false;
 
   ExtremePair extreme;
   int outer = -1;
@@ -155,6 +158,7 @@ bool reparameterizeMesh::Impl::flatten(Progress& progress) {
   inPhase(progress, 0.025, "Creating Plane",
           [&](Progress&) { rotateAndProject(boundaries[outer], points, extreme); });
   if (!areFinite(points)) return refuseSolution();
+  if (progress.cancelled()) return false;
 
   qv::vector<int> freeIndices;
   inPhase(progress, 0.025, nullptr, [&](Progress&) { freeIndices = buildFreeToCompleteMapping(extreme); });
@@ -202,13 +206,14 @@ bool reparameterizeMesh::Impl::testDegenerate(int t, const MeshTriangle& triangl
 
 // By the number of Euler and Poincare, with every boundary loop closed by a face. Vertices that nothing uses
 // count, too. -1 when there is no answer.
-int reparameterizeMesh::Impl::getMeshGenus(Boundaries& boundaries) {
+int reparameterizeMesh::Impl::getMeshGenus(Boundaries& boundaries, Progress& progress) {
   const int numVertices = workMesh_.getNumVertices(), numTriangles = workMesh_.getNumTriangles();
   for (int t = 0; t < numTriangles; ++t)
     if (testDegenerate(t, workMesh_.getTriangles()[t])) {
       info("getMeshGenus: testDegenerate == true\n");
       return -1;
     }
+  if (!buildRecords(progress)) return -1;
   const qv::Reference<MeshBoundaries> loops = cache_.getBoundaries(workMesh_);
   const int numBoundaries = loops->size();
   info(formatText("getMeshGenus: numBoundaries %d \n", numBoundaries));
@@ -243,13 +248,23 @@ int reparameterizeMesh::Impl::getMeshGenus(Boundaries& boundaries) {
   return genus;
 }
 
+// One after another, each in a time that a cancellation may wait. @return false when cancelled
+bool reparameterizeMesh::Impl::buildRecords(Progress& progress) {
+  cache_.getAdjTris(workMesh_);
+  if (progress.cancelled()) return false;
+  cache_.getAdjVertices(workMesh_);
+  if (progress.cancelled()) return false;
+  cache_.getBoundaries(workMesh_);
+  return !progress.cancelled();
+}
+
 bool reparameterizeMesh::Impl::makeDisk(Boundaries& boundaries, Progress& progress) {
   if (!cutSurfaceEnabled) return false;
   bool cut = false;  // no share of the progress; it hears of a cancellation
   inPhase(progress, 0, nullptr, [&](Progress& phase) { cut = cutSurface::makeDisk(workMesh_, phase); });
   if (!cut) return false;
   boundaries.clear();
-  return getMeshGenus(boundaries) == 0;
+  return getMeshGenus(boundaries, progress) == 0;
 }
 
 // Chooses the outer boundary. @return -1 when none has an extent

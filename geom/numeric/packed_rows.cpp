@@ -14,20 +14,33 @@ namespace {
 constexpr int kAhead = 512;
 constexpr int kLine = 8;  // values in a line of the cache
 
+constexpr int kRowsBetweenQuestions = 1 << 16;
+
+// The rows to pack lie about in memory.
+constexpr int kRowsAhead = 8;
+
+void askFor(const qv::vector<SparseElement>& row) {
+  constexpr std::size_t kElementsInLine = 4;
+  for (std::size_t e = 0; e < row.size(); e += kElementsInLine) qvUtil::prefetch(row.data() + e);
+}
+
 }  // namespace
 
-PackedRows::PackedRows(const qv::vector<qv::vector<SparseElement>>& rows) {
-  std::size_t elements = 0;
+bool PackedRows::pack(const qv::vector<qv::vector<SparseElement>>& rows, qvUtil::Progress* progress) {
+  // Zeros and rows alike leave some of it untouched, which costs address space and no memory.
+  std::size_t elements = kAhead + kLine;
   for (const auto& row : rows) elements += row.size();
   columns_.reserve(elements);
   values_.reserve(elements);
   blocks_.reserve(rows.size());
-  for (int i = static_cast<int>(rows.size()) - 1; i >= 0; --i) append(i, rows[i]);
+  for (int i = static_cast<int>(rows.size()) - 1; i >= 0; --i) {
+    if (progress && i % kRowsBetweenQuestions == 0 && progress->cancelled()) return false;
+    if (i >= kRowsAhead) askFor(rows[i - kRowsAhead]);
+    append(i, rows[i]);
+  }
   columns_.resize(columns_.size() + kAhead + kLine);
   values_.resize(values_.size() + kAhead + kLine);
-  columns_.shrink_to_fit();
-  values_.shrink_to_fit();
-  blocks_.shrink_to_fit();
+  return true;
 }
 
 // A row joins the block of the row below it or begins another. The columns of a block are those of its first

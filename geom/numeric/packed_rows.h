@@ -16,7 +16,9 @@ namespace qvGeom {
 /// make a stored zero count.
 class PackedRows {
  public:
-  explicit PackedRows(const qv::vector<qv::vector<SparseElement>>& rows);
+  /// To be called once, before a product.
+  /// @param progress null, or asked for cancellation @return false when cancelled: there are no products
+  bool pack(const qv::vector<qv::vector<SparseElement>>& rows, qvUtil::Progress* progress);
 
   /// Whether a stored zero was left out.
   bool leftOut() const { return leftOut_; }

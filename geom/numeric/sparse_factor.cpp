@@ -95,20 +95,28 @@ class Dissection {
 
 template <typename Value, int kWidth>
 struct SparseFactor<Value, kWidth>::Above {
-  Above(const SymmetricRows& rows, const qv::vector<int>& order) : starts(1, 0) {
+  /// @return false when cancelled
+  bool take(const SymmetricRows& rows, const qv::vector<int>& order, Patience& patience) {
     const int n = rows.size();
     qv::vector<int> newRow(order.size());
     for (int k = 0; k < n; ++k) newRow[order[k]] = k;
+    diagonal.reserve(order.size());
+    starts.reserve(order.size() + 1);
+    columns.reserve(rows.columns.size() / 2);
+    values.reserve(rows.columns.size() / 2);
     for (int k = 0; k < n; ++k) {
       const int row = order[k];
       diagonal.push_back(rows.diagonal[row]);
+      starts.push_back(static_cast<int>(columns.size()));
       for (int e = rows.starts[row]; e < rows.starts[row + 1]; ++e) {
         if (newRow[rows.columns[e]] >= k) continue;
         columns.push_back(newRow[rows.columns[e]]);
         values.push_back(rows.values[e]);
       }
-      starts.push_back(static_cast<int>(columns.size()));
+      if (patience.endsAfter(rows.starts[row + 1] - rows.starts[row] + 1)) return false;
     }
+    starts.push_back(static_cast<int>(columns.size()));
+    return true;
   }
 
   qv::vector<double> diagonal;
@@ -118,12 +126,13 @@ struct SparseFactor<Value, kWidth>::Above {
 };
 
 template <typename Value, int kWidth>
-FactorOutcome SparseFactor<Value, kWidth>::factor(const SymmetricRows& rows, const qv::vector<Point>& points,
+FactorOutcome SparseFactor<Value, kWidth>::factor(SymmetricRows rows, const qv::vector<Point>& points,
                                                   qvUtil::Progress& progress) {
   Patience patience(progress);
   order_ = Dissection(rows, points, patience).run();
-  if (patience.endsAfter(0)) return FactorOutcome::cancelled;
-  const Above above(rows, order_);
+  Above above;
+  if (patience.endsAfter(0) || !above.take(rows, order_, patience)) return FactorOutcome::cancelled;
+  rows = {};
   if (!analyse(above, patience)) return FactorOutcome::cancelled;
   return compute(above, patience);
 }

@@ -34,9 +34,10 @@ enum class FactorOutcome { done, notDefinite, cancelled };
 template <typename Value, int kWidth>
 class SparseFactor {
  public:
+  /// @param rows     given up as soon as they are copied in order, since they and L are the most memory
   /// @param points   one for each row; only the cost depends on them
   /// @param progress asked for cancellation
-  FactorOutcome factor(const SymmetricRows& rows, const qv::vector<qvLinear::Point>& points,
+  FactorOutcome factor(SymmetricRows rows, const qv::vector<qvLinear::Point>& points,
                        qvUtil::Progress& progress);
 
   /// Solves in place, for right-hand sides interleaved as x, y and z of points are. Not before a

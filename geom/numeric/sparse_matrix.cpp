@@ -4,6 +4,7 @@
 #include <cmath>
 #include <iostream>
 #include <string>
+#include <utility>
 
 #include "geom/model/keel/format.h"
 #include "geom/numeric/packed_rows.h"
@@ -13,7 +14,8 @@ namespace qvGeom {
 namespace {
 
 constexpr double kSymmetryTol = 1e-6;
-constexpr int kFirstCapacity = 8;  // elements a row: most mesh vertices have six neighbours
+constexpr int kFirstCapacity =
+    16;  // elements a row: six neighbours of a vertex and itself, two unknowns each
 
 std::size_t rowCount(int n) { return n < 1 ? 0 : static_cast<std::size_t>(n); }
 
@@ -149,8 +151,19 @@ bool SparseMatrix::choleskyFactorization(SparseMatrix& L) const {
   return positive;
 }
 
+bool SparseMatrix::prepareProducts(qvUtil::Progress& progress) {
+  if (packed_) return true;
+  auto packed = std::make_unique<PackedRows>();
+  if (!packed->pack(rows_, &progress)) return false;
+  packed_ = std::move(packed);
+  return true;
+}
+
 const PackedRows& SparseMatrix::packed() const {
-  if (!packed_) packed_ = std::make_unique<PackedRows>(rows_);
+  if (!packed_) {
+    packed_ = std::make_unique<PackedRows>();
+    packed_->pack(rows_, nullptr);
+  }
   return *packed_;
 }
 

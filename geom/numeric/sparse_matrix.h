@@ -5,6 +5,7 @@
 
 #include "geom/model/keel/containers.h"
 #include "geom/model/keel/export.h"
+#include "geom/model/keel/progress.h"
 #include "geom/model/keel/strings.h"
 #include "geom/numeric/n_vector.h"
 
@@ -67,6 +68,10 @@ class QVGEOM_API SparseMatrix {
   /// Dense: A = L L^T, every element of the lower triangle stored. O(n^3).
   /// @return false at the first pivot that is not positive; L then holds what was done before
   bool choleskyFactorization(SparseMatrix& L) const;
+
+  /// Does what the first product would do before it begins, for those who cannot wait there: O(elements).
+  /// @return false when cancelled
+  bool prepareProducts(qvUtil::Progress& progress);
 
   // Products; vectors must have n elements, or nothing happens (and the number is 0). An output may not be an
   // input.

@@ -20,6 +20,10 @@ using Edge = std::pair<int, int>;
 // The corner of the triangle at vertex v, -1 if it has none there.
 int cornerAt(const MeshTriangle& t, int v) { return t[0] == v ? 0 : t[1] == v ? 1 : t[2] == v ? 2 : -1; }
 
+// The cosine beyond which an angle is below the given one, whatever the rounding of both: most edges are
+// nearly flat, and need no arc tangent to say so.
+double surelyLessCosine(double angle) { return std::cos(angle) + 1e-9; }
+
 class FindAnglesAlg : public qvUtil::ThreadedAlg {
  public:
   FindAnglesAlg(CompactMesh const& mesh, MeshAdjTris const& adjTris, double threshold)
@@ -28,7 +32,7 @@ class FindAnglesAlg : public qvUtil::ThreadedAlg {
         count_(mesh.getNumTriangles()),
         adjTris_(adjTris),
         threshold_(threshold),
-        surelyLess_(std::cos(threshold) + 1e-9) {}
+        surelyLess_(surelyLessCosine(threshold)) {}
 
   void initialize(int numThreads) override { found_.resize(static_cast<std::size_t>(numThreads)); }
 
@@ -63,7 +67,6 @@ class FindAnglesAlg : public qvUtil::ThreadedAlg {
   }
 
   bool isFolded(const Normal& a, const Normal& b) const {
-    // Most edges are nearly flat, and need no arc tangent to say so.
     if (dot(a, b) > surelyLess_) return false;
     return qvLinear::angle(a, b) >= threshold_;
   }
@@ -72,8 +75,8 @@ class FindAnglesAlg : public qvUtil::ThreadedAlg {
   MeshTriangle const* triangles_;
   int count_;
   MeshAdjTris const& adjTris_;
-  double threshold_;   // between normals, radians
-  double surelyLess_;  // cosine beyond which the angle is below the threshold, whatever its rounding
+  double threshold_;  // between normals, radians
+  double surelyLess_;
   qv::vector<qv::vector<Edge>> found_;
 };
 
@@ -104,21 +107,25 @@ void meshFindAnglesLessThan(CompactMesh const& mesh, MeshAdjTris const& adjTris,
 }
 
 double meshMaxDihedralAngle(CompactMesh const& mesh, MeshAdjTris const& adjTris) {
-  float const* vertices = mesh.getVerticesRaw();
-  double largest = 0;
+  qv::vector<Normal> normals;
+  normals.reserve(static_cast<std::size_t>(mesh.getNumTriangles()));
+  for (int t = 0; t < mesh.getNumTriangles(); ++t)
+    normals.push_back(meshTriNormal(mesh.getVerticesRaw(), mesh.getTriangles()[t].v));
+  double largest = 0, surelyLess = surelyLessCosine(0);
   for (int t = 0; t < mesh.getNumTriangles(); ++t) {
     const MeshTriangle& tri = mesh.getTriangles()[t];
-    const Normal n = meshTriNormal(vertices, tri.v);
-    for (int k = 0; k < 3; ++k) {
+    for (int k = 0; k < 2; ++k) {  // every edge has an end at one of these corners
       int const* list = adjTris.triIndices(tri[k]);
       for (int i = 0; i < adjTris.numTris(tri[k]); ++i) {
-        if (list[i] <= t) continue;
+        if (list[i] <= t || dot(normals[t], normals[list[i]]) > surelyLess) continue;
         const MeshTriangle& other = mesh.getTriangles()[list[i]];
         const int corner = cornerAt(other, tri[k]);
         bool isNeighbour = false;
         for (const int a : {tri[(k + 1) % 3], tri[(k + 2) % 3]})
           isNeighbour = isNeighbour || other[(corner + 1) % 3] == a || other[(corner + 2) % 3] == a;
-        if (isNeighbour) largest = std::fmax(largest, qvLinear::angle(n, meshTriNormal(vertices, other.v)));
+        if (!isNeighbour) continue;
+        largest = std::fmax(largest, qvLinear::angle(normals[t], normals[list[i]]));
+        surelyLess = surelyLessCosine(largest);
       }
     }
   }

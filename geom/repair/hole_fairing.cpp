@@ -154,7 +154,7 @@ bool HoleFairing::initPreconditioner() {
     points.push_back(unknowns_[i].point());
   }
   TwicePlain::Factor factor;
-  switch (factor.factor(plain, points, progress_)) {
+  switch (factor.factor(std::move(plain), points, progress_)) {
     case FactorOutcome::cancelled:
       return false;
     case FactorOutcome::notDefinite:

@@ -121,6 +121,12 @@ TEST(SparseMatrix, ProductsHaveTheBitsOfTheRows) {
       const int n = A.size();
       NVector x = system.b, y(n), r(n);
       for (int pass = 0; pass < 3; ++pass) {
+        qvUtil::Progress calm, cancelled;
+        cancelled.cancel();
+        EXPECT_FALSE(system.A.prepareProducts(cancelled));
+        if (pass == 1) {
+          EXPECT_TRUE(system.A.prepareProducts(calm));
+        }
         const NVector expected = plainProduct(A, x);
         const double product = A.getMatrixTimesVectorAndDot(x, y);
         EXPECT_THAT(bitsOf(y), testing::ContainerEq(bitsOf(expected)));

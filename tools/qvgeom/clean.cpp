@@ -75,6 +75,7 @@ class Cleaning {
     buildRecords();
     bool isClean = repair();
     if (options_.holes.quality != "none") isClean = fill() && isClean;
+    console_.throwIfInterrupted();
     if (hadNormals_) meshComputeNormals(mesh_);
     if (options_.flatten) isClean = flatten() && isClean;
     return isClean;
@@ -146,7 +147,7 @@ class Cleaning {
       journal_.finish("flatten", "refused", {{"flattened", false}, {"reason", result.refusal}});
       return false;
     }
-    const LayoutQuality quality = measureLayout(mesh_);
+    const LayoutQuality quality = measureLayout(mesh_, console_);
     ordered_json figures{{"flattened", true}, {"genus", result.genus}, {"cut", result.wasCut}};
     figures.update(quality.asJson());
     journal_.finish("flatten", (result.wasCut ? "cut open, " : "") + quality.asText(), figures);

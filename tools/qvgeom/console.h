@@ -7,6 +7,9 @@
 
 namespace tool {
 
+/// Elements that a plain loop looks at between questions for an interruption.
+inline constexpr int kInterruptRhythm = 1 << 16;
+
 /// Everything the program says on standard error, and the way Ctrl-C comes in. Data goes to standard output
 /// and never through here.
 ///

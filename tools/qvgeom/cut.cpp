@@ -17,7 +17,7 @@ void cut(CompactMesh& mesh, Console& console) {
           [&](qvUtil::Progress& phase) { qvGeom::cutSurface::makeDisk(mesh, phase); });
   keepChannels(mesh, triangles);
   refreshNormals(mesh);
-  const MeshShape shape = shapeOf(mesh);
+  const MeshShape shape = shapeOf(mesh, console);
   console.note("cut: vertices " + std::to_string(before) + " -> " + std::to_string(mesh.getNumVertices()) +
                ", " + counted(shape.boundaryEdges, "boundary edge") + " in " +
                counted(shape.boundaryLoops, "loop") + ", Euler number " + std::to_string(shape.euler));

@@ -36,7 +36,7 @@ ExitCode runFlatten(const Options& options, Console& console) {
         if (!result.done)
           throw Failure(kNotWritten, displayName(options.files.input, true) +
                                          ": the mesh cannot be flattened: " + result.refusal);
-        const LayoutQuality quality = measureLayout(mesh);
+        const LayoutQuality quality = measureLayout(mesh, console);
         console.note("flattened" + std::string(result.wasCut ? ", cut open for it: " : ": ") +
                      quality.asText());
         json["genus"] = result.genus;

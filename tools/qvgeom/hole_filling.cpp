@@ -193,8 +193,11 @@ std::vector<int> holeNumbers(const HolePlan& plan, int numLoops) {
 Filling fillHoles(CompactMesh& mesh, const HolePlan& plan, double share, Console& console) {
   qvGeom::SimpleMeshCache cache;
   const auto adjTris = cache.getAdjTris(mesh);
+  console.throwIfInterrupted();
   const auto adjVertices = cache.getAdjVertices(mesh);
+  console.throwIfInterrupted();
   const auto loops = cache.getBoundaries(mesh);
+  console.throwIfInterrupted();
   Filling filling;
   filling.vertices[0] = mesh.getNumVertices();
   filling.triangles[0] = mesh.getNumTriangles();
@@ -213,6 +216,7 @@ Filling fillHoles(CompactMesh& mesh, const HolePlan& plan, double share, Console
     meshHoleFill(mesh, *adjTris, *adjVertices, *loops, tried, plan.hole(), phase);
   });
   const Renumbering numbers(before, mesh);
+  console.throwIfInterrupted();
   const auto around = cache.getAdjTris(mesh);
   for (Filling::Hole& hole : filling.holes)
     if (hole.skipped.empty() && isOpen(*loops, hole.number, numbers, mesh, *around))

@@ -87,7 +87,7 @@ void measureSpan(const CompactMesh& mesh, double* span) {
 
 }  // namespace
 
-LayoutQuality measureLayout(const CompactMesh& mesh) {
+LayoutQuality measureLayout(const CompactMesh& mesh, Console& console) {
   LayoutQuality q;
   measureSpan(mesh, q.span);
   for (const signed char side : layoutSides(mesh)) {
@@ -98,6 +98,7 @@ LayoutQuality measureLayout(const CompactMesh& mesh) {
   double least = std::numeric_limits<double>::infinity();
   std::int64_t corners = 0;
   for (int t = 0; t < mesh.getNumTriangles(); ++t) {
+    if (t % kInterruptRhythm == 0) console.throwIfInterrupted();
     const Pair pair(mesh, mesh.getTriangles()[t]);
     if (!(pair.area() > 0) || !(length(pair.side[0]) > 0)) continue;
     area += pair.area();
@@ -162,9 +163,9 @@ MeshShape shapeToFlatten(const CompactMesh& mesh, bool welds, Console& console) 
   welded.deleteUVs();
   welded.deleteNormals();
   inPhase(console, 0, "welding", [&](qvUtil::Progress& phase) { meshCompact(welded, phase); });
-  const MeshShape shape = shapeOf(welded);
+  const MeshShape shape = shapeOf(welded, console);
   if (welds) return shape;
-  const MeshShape original = shapeOf(mesh);
+  const MeshShape original = shapeOf(mesh, console);
   return original.boundaryLoops == shape.boundaryLoops ? shape : original;
 }
 

@@ -28,7 +28,8 @@ struct LayoutQuality {
 };
 
 /// @param mesh with texture coordinates
-LayoutQuality measureLayout(const qvGeom::CompactMesh& mesh);
+/// Throws a failure: interrupted.
+LayoutQuality measureLayout(const qvGeom::CompactMesh& mesh, Console& console);
 
 /// For each triangle 1, or -1 if it faces the other way than most in the layout, or 0 if it has no area
 /// there.

@@ -53,19 +53,24 @@ std::string Repair::nextDefect() {
   const auto counted = [](int n, const char* one, const char* many) {
     return std::to_string(n) + " " + (n == 1 ? one : many);
   };
-  if (!found.checkGoodTriangles())
+  const auto passes = [this](bool good) {
+    console_.throwIfInterrupted();
+    return good;
+  };
+  if (!passes(found.checkGoodTriangles()))
     return counted(found.getNumBadTriangles(), "duplicate or degenerate triangle",
                    "duplicate or degenerate triangles");
-  if (!found.checkManifold()) {
+  if (!passes(found.checkManifold())) {
     if (const int edges = found.getNumNonManifoldEdges())
       return counted(edges, "non-manifold edge", "non-manifold edges");
     return counted(found.getNumNonManifoldVertices(), "non-manifold vertex", "non-manifold vertices");
   }
-  if (!found.checkOriented()) return repair_->hasMobiusStrip() ? "one-sided piece" : "inconsistent winding";
-  if (tests_.selfIntersections && !found.checkNonIntersecting())
+  if (!passes(found.checkOriented()))
+    return repair_->hasMobiusStrip() ? "one-sided piece" : "inconsistent winding";
+  if (tests_.selfIntersections && !passes(found.checkNonIntersecting()))
     return counted(static_cast<int>(found.getIntersectingTriangles().numSetBits), "crossing triangle",
                    "crossing triangles");
-  if (tests_.angles && !found.checkGoodAngles(*tests_.angles))
+  if (tests_.angles && !passes(found.checkGoodAngles(*tests_.angles)))
     return counted(found.getNumFoldedTriangles() / 2, "folded edge", "folded edges");
   return "";
 }
@@ -74,6 +79,7 @@ bool Repair::step() {
   qvOS::StopWatch watch;
   watch.start();
   Step step{nextDefect(), {mesh_.getNumTriangles(), 0}, {mesh_.getNumVertices(), 0}, 0};
+  console_.throwIfInterrupted();
   const Triangles before = trianglesOf(mesh_);
   if (!repair_->repairOnce()) return false;
   step.triangles[1] = mesh_.getNumTriangles();

@@ -18,15 +18,19 @@ std::vector<char> usedVertices(const CompactMesh& mesh) {
 
 }  // namespace
 
-MeshShape shapeOf(const CompactMesh& mesh) {
+MeshShape shapeOf(const CompactMesh& mesh, Console& console) {
   qvGeom::SimpleMeshCache cache;
   const auto adjTris = cache.getAdjTris(mesh);
+  console.throwIfInterrupted();
   const auto neighbours = cache.getAdjVertices(mesh);
+  console.throwIfInterrupted();
   MeshShape shape;
   shape.pieces = meshComponents(mesh, *adjTris, nullptr);
   shape.boundaryLoops = cache.getBoundaries(mesh)->size();
+  console.throwIfInterrupted();
   std::int64_t ends = 0;
   for (int v = 0; v < mesh.getNumVertices(); ++v) {
+    if (v % kInterruptRhythm == 0) console.throwIfInterrupted();
     const int n = neighbours->numAdjVertices(v);
     ends += n;
     ++(adjTris->numTris(v) > 0 ? shape.vertices : shape.unusedVertices);

@@ -5,6 +5,8 @@
 
 #include "geom/qvGeom.h"
 
+#include "console.h"
+
 namespace tool {
 
 /// What a mesh is to topology. Vertices that no triangle uses do not count.
@@ -20,7 +22,8 @@ struct MeshShape {
   std::int64_t genus() const { return (2 - boundaryLoops - euler) / 2; }
 };
 
-MeshShape shapeOf(const qvGeom::CompactMesh& mesh);
+/// Throws a failure: interrupted.
+MeshShape shapeOf(const qvGeom::CompactMesh& mesh, Console& console);
 
 /// A count with its noun: "1 hole", "2 holes".
 std::string counted(std::int64_t n, const std::string& one);

@@ -16,7 +16,6 @@ using qvGeom::MeshCharacteristics;
 namespace {
 
 constexpr std::size_t kShown = 5;  // numbers of elements in a line of the table
-constexpr int kInterruptRhythm = 1 << 16;
 
 using Edges = qv::vector<std::pair<int, int>>;
 
