@@ -164,8 +164,8 @@ template <typename Value, int kWidth>
 FactorOutcome SparseFactor<Value, kWidth>::compute(const Above& rows, Patience& patience) {
   const int n = static_cast<int>(order_.size());
   const auto elements = static_cast<std::size_t>(starts_.back());
-  rows_ = std::make_unique_for_overwrite<int[]>(elements);
-  values_ = std::make_unique_for_overwrite<Value[]>(elements);
+  rows_ = qvUtil::LargeArray<int>(elements);
+  values_ = qvUtil::LargeArray<Value>(elements);
   inverseD_.resize(order_.size());
   work_.assign(kLanes * order_.size(), 0);
   qv::vector<std::int64_t> ends(starts_.begin(), starts_.end() - 1);  // of what each column has so far

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 
 #include "geom/model/keel/containers.h"
+#include "geom/model/keel/large_array.h"
 #include "geom/model/keel/progress.h"
 #include "geom/model/keel/vectors.h"
 
@@ -56,8 +56,8 @@ class SparseFactor {
   qv::vector<int> order_;            // row of the matrix that each row of L stands for
   qv::vector<int> parent_;           // row of the first element below the diagonal in a column of L, or -1
   qv::vector<std::int64_t> starts_;  // of the columns of L
-  std::unique_ptr<int[]> rows_;
-  std::unique_ptr<Value[]> values_;
+  qvUtil::LargeArray<int> rows_;
+  qvUtil::LargeArray<Value> values_;
   qv::vector<double> inverseD_;
   mutable qv::vector<double> work_;
 };
