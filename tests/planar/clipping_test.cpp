@@ -87,11 +87,16 @@ TEST(ClipTriangle, KeepsWhatLiesInTheBox) {
   EXPECT_EQ(clipTriangle(p, {}), Intersecting);
   expectCorners({0, 0, 1, 0, 1, 0.25, 0, 0.5});
   EXPECT_EQ(clipTriangle(p, {0, 1, 0, 0.5}), Contained);
-  EXPECT_EQ(clipTriangle(p, {0.25, 0.75, 0.125, 0.1875}), Intersecting);
+  EXPECT_EQ(clipTriangle(p, {0, 1, 0, 0.25}), Intersecting);
+  expectCorners({0, 0.25, 0, 0, 1, 0, 1, 0.25, 1, 0.25});
+  EXPECT_EQ(clipTriangle(p = triangle, {0.25, 0.75, 0.125, 0.1875}), Intersecting);
   expectCorners({0.25, 0.1875, 0.25, 0.125, 0.75, 0.125, 0.75, 0.1875});
   for (const ClipBox& box : {ClipBox{-1, 1, -1, 1, 0.1, 1}, {-1, 1, -1, 1, -1, -0.1}})
     EXPECT_EQ(clipTriangle(p = triangle, box), Disjoint);
   for (const int n : {-1, 11}) EXPECT_EQ(clipTriangle(p = {n, 15, {}}, {}), Disjoint);
+  p.numVertices = 10;  // to and fro: there is no room for what is left of it
+  for (int i = 0; i < 10; ++i) p.vertices[i] = {{i % 2 ? 9.0 : 0.0, 0, 0, 1}};
+  EXPECT_EQ(clipTriangle(p, {}), Disjoint);
 }
 
 struct Seen {
@@ -151,7 +156,6 @@ TEST(Clip, ShowsWhatIsInView) {
     EXPECT_EQ(std::exchange(seen.found, {}), pairs);
     EXPECT_EQ(seen.lines.evaluateMesh(mesh, m), !edges.empty());
     EXPECT_EQ(std::exchange(seen.found, {}), edges);
-    EXPECT_FALSE(seen.lines.evaluateStrip(points, seed % 2 ? 1 : -1, m));
 
     const bool selected = seed & 2, front = seed & 4, back = seed & 8, clockwise = seed & 16;
     mesh.allocUVArray();
@@ -178,6 +182,16 @@ TEST(Clip, ShowsWhatIsInView) {
     EXPECT_EQ(seen.triangles.evaluateMesh(mesh, m), any);
     EXPECT_EQ(seen.calls, any ? std::max(seen.most, 1) : 0);
   }
+}
+
+TEST(Clip, FewPointsAndCorners) {
+  Seen seen;
+  const float through[] = {2, 2, 2, -2, -2, -2, 0, 0, 0};
+  for (const int n : {-1, 1}) EXPECT_FALSE(seen.lines.evaluateSegments(through + 6, n, {}));
+  EXPECT_TRUE(seen.lines.evaluateStrip(through, 2, {}));
+  EXPECT_FALSE(seen.triangles.evaluateMesh(shapes::make({{0, 1, 1}}), {}));
+  EXPECT_FALSE(seen.lines.evaluateMesh(shapes::make({{0, 0, 0}}), {}));
+  EXPECT_TRUE(seen.triangles.evaluateMesh(shapes::make(shapes::Points(3), {}), {}));
 }
 
 TEST(ScreenPicking, AgreesWithAllTrianglesOneByOne) {
@@ -211,14 +225,15 @@ TEST(ScreenPicking, AgreesWithAllTrianglesOneByOne) {
 
 TEST(ScreenPicking, PassesOverWhatIsBesideTheWindow) {
   using Window = std::array<int, 4>;  // x, y, half its size, w
-  const CompactMesh mesh = shapes::make(shapes::Points{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {{0, 1, 2}});
+  const CompactMesh mesh =
+      shapes::make(shapes::Points{{0.1f, 0.1f, 0}, {1, 0, 0}, {0.1f, 1, 0}}, {{0, 1, 2}});
   const auto picked = [&mesh](const Window& window) {
     ProjMatrixFlt m;
     m.m[15] = static_cast<float>(window[3]);
     const Line line({0.25, 0.25, -1}, {0, 0, -1});  // hits behind its origin
     return meshRayIntersectScreen(mesh, m, window[0], window[1], window[2], line).triangle == 0;
   };
-  for (const Window& w : {Window{}, {2, 0, 1, 1}, {1, -1, 1, -1}, {INT_MAX, 0, INT_MAX, 1}, {9, 9, 1, 0}})
+  for (const Window& w : {Window{}, {2, 0, 1, 1}, {-1, -1, 1, -1}, {INT_MAX, 0, INT_MAX, 1}, {9, 9, 1, 0}})
     EXPECT_TRUE(picked(w)) << w[0];
   for (const Window& w : {Window{3, 0, 1, 1},
                           {-2, 0, 1, 1},

@@ -20,18 +20,14 @@ using qvLinear::Point2Flt;
 using Sample = std::tuple<int, int, float, float>;
 using Corners = std::vector<Point2Flt>;
 
-struct Grid {
-  int width, height;
-  float margin;
-};
 using Scan = std::vector<Sample>;  // begins with the triangle's columns and rows
 
 void add(void* scan, int x, int y, float second, float third) {
   static_cast<Scan*>(scan)->emplace_back(x, y, second, third);
 }
-Scan scan(const Grid& g, const Corners& p) {
+Scan scan(int width, int height, float margin, const Corners& p) {
   Scan result;
-  MeshScanConverter converter(g.width, g.height, g.margin);
+  MeshScanConverter converter(width, height, margin);
   converter.setTriangleCB([](void* user, int w, int h) { add(user, w, h, 0, 0); }, &result);
   converter.setPointSampleCB(add, &result);
   const int n = converter.scanTriangle(p[0][0], p[0][1], p[1][0], p[1][1], p[2][0], p[2][1]);
@@ -40,26 +36,26 @@ Scan scan(const Grid& g, const Corners& p) {
 }
 
 // The rule, sample by sample; extended precision keeps the signs of edge functions exact.
-Scan expectedScan(const Grid& g, const Corners& p) {
+Scan expectedScan(int width, int height, float margin, const Corners& p) {
   Corners sorted = p;
   std::stable_sort(sorted.begin(), sorted.end(), [](auto& a, auto& b) { return a[1] < b[1]; });
   int first[2], last[2];
   for (int k = 0; k < 2; ++k) {
     const auto [low, high] = std::minmax({p[0][k], p[1][k], p[2][k]});
-    const double end = (k ? g.height : g.width) - 1;
+    const double end = (k ? height : width) - 1;
     if (low > 1 || high < 0) return {};
     first[k] = static_cast<int>(std::clamp(std::floor(low * end), 0.0, end));
     last[k] = static_cast<int>(std::clamp(std::ceil(high * end), 0.0, end));
   }
   Scan result{{last[0] - first[0] + 1, last[1] - first[1] + 1, 0.0f, 0.0f}};
   const auto at = [&](int i, int size) {
-    const double whole = size - 1 + 2 * double{g.margin};
-    return whole == 0 ? 0.0f : static_cast<float>(i * (1 / whole) + double{g.margin} / whole);
+    const double whole = size - 1 + 2 * double{margin};
+    return whole == 0 ? 0.0f : static_cast<float>(i * (1 / whole) + double{margin} / whole);
   };
   for (int row = first[1]; row <= last[1]; ++row) {
     bool before = false;
     for (int column = first[0]; column <= last[0]; ++column) {
-      const Point2Flt q(at(column, g.width), at(row, g.height));
+      const Point2Flt q(at(column, width), at(row, height));
       int negative = 0;
       for (int k = 0; k < 3; ++k) {
         using Real = long double;
@@ -83,8 +79,8 @@ TEST(ScanConversion, VisitsTheSamplesThatTheRuleNames) {
     std::mt19937 random(seed);
     // Corners on samples or between them, beyond the square, or all but in line.
     std::uniform_real_distribution<float> c(-0.5f, 1.5f);
-    const Grid g{1 + static_cast<int>(random() % 40), 1 + static_cast<int>(random() % 20),
-                 std::array{0.0f, 0.0f, 1.0f, 2.5f, -0.5f, -30.0f}[seed % 6]};
+    const int w = 1 + static_cast<int>(random() % 40), h = 1 + static_cast<int>(random() % 20);
+    const float margin = std::array{0.0f, 0.0f, 1.0f, 2.5f, -0.5f, -30.0f}[seed % 6];
     Corners p(3);
     for (Point2Flt& q : p) {
       q = {c(random), c(random)};
@@ -92,7 +88,7 @@ TEST(ScanConversion, VisitsTheSamplesThatTheRuleNames) {
       if (seed % 4 == 2) q[1] = q[0] * 0.7f;
       if (seed % 64 == 3) q = {c(random) * 1e38f, c(random) * 1e38f};
     }
-    ASSERT_EQ(scan(g, p), expectedScan(g, p));
+    ASSERT_EQ(scan(w, h, margin, p), expectedScan(w, h, margin, p));
   }
 }
 
@@ -100,23 +96,25 @@ TEST(ScanConversion, SquareAndSmallestGrids) {
   const Corners half{{0, 0}, {1, 0}, {0, 1}}, mirrored{{1, 0}, {0, 0}, {0, 1}},
       none{{0, 0}, {kNan, kInf}, {0, 1}};
   for (const auto& [width, height, samples] : {std::array{3, 3, 6}, {1, 3, 3}, {0, 3, -1}, {3, INT_MIN, -1}})
-    EXPECT_EQ(std::ssize(scan({width, height, 0}, half)), samples + 1) << width;
-  EXPECT_EQ(scan({3, 3, 0}, mirrored).size(), 1u);
-  EXPECT_EQ(scan({3, 3, kNan}, half).size(), 10u);
-  EXPECT_EQ(scan({3, 3, 0}, none), Scan());
+    EXPECT_EQ(std::ssize(scan(width, height, 0, half)), samples + 1) << width;
+  EXPECT_EQ(scan(3, 3, 0, mirrored).size(), 1u);
+  EXPECT_EQ(scan(3, 3, kNan, half).size(), 10u);
+  EXPECT_EQ(scan(3, 3, 0, none), Scan());
   const Corners square{{0, 0}, {1, 0}, {1, 1}, {0, 1}, {0.3f, 0.6f}};
   std::vector<int> covered(50 * 30);
   for (int k = 0; k < 4; ++k) {
-    const Scan part = scan({50, 30, 0.5f}, {square[k], square[(k + 1) % 4], square[4]});
+    const Scan part = scan(50, 30, 0.5f, {square[k], square[(k + 1) % 4], square[4]});
     for (std::size_t i = 1; i < part.size(); ++i) ++covered[50 * std::get<1>(part[i]) + std::get<0>(part[i])];
   }
   EXPECT_EQ(covered, std::vector<int>(50 * 30, 1));
   MeshScanConverter huge(INT_MAX, INT_MAX, 0);
   EXPECT_EQ(huge.scanTriangle(0, 1, 0, 1, -kMax, 1), 1);
   EXPECT_EQ(huge.scanTriangle(0, 0, kMax, 0, 0, 0), INT_MAX);
+  MeshScanConverter small(3, 3, 0);
+  small.scanTriangle(-9, -9, 9, -9, 0, 9);
   for (const auto& [first, last, row, samples] :
-       {std::array{INT_MIN, INT_MAX, 0, INT_MAX}, {5, 7, 0, 3}, {7, 5, 0, 0}, {5, 7, 1, 0}, {5, 7, -1, 0}})
-    EXPECT_EQ(huge.scanSpan(half[0], half[1], half[2], first, last, row), samples);
+       {std::array{INT_MIN, INT_MAX, 1, 3}, {1, 2, 2, 2}, {2, 1, 1, 0}, {0, 2, -1, 0}, {0, 2, 3, 0}})
+    EXPECT_EQ(small.scanSpan(half[0], half[1], half[2], first, last, row), samples);
 }
 
 }  // namespace
