@@ -51,14 +51,15 @@ double visibleShare(const HPoint& a, const HPoint& b, const HPoint& c) {
 
 TEST(ClipSpace, SidesAreStrictAndSharedOnesDecide) {
   const float over = std::nextafter(1.0f, 2.0f);
-  for (const auto& [p, w, code] : {std::tuple{std::array{1.0f, -1.0f, 1.0f}, 1.0f, 0},
-                                   {{over, -over, over}, 1.0f, 2 | 4 | 32},
-                                   {{-over, over, -kMax}, 1.0f, 1 | 8 | 16},
-                                   {{0, 0, 0}, -1.0f, 31},
-                                   {{kNan, kInf, 0}, 1.0f, 0}}) {
-    ProjMatrixFlt m;
-    m.m[15] = w;
-    qv::vector<Clip::Vertex> out;
+  ProjMatrixFlt m;
+  qv::vector<Clip::Vertex> out;
+  using Point = std::array<float, 4>;  // with w
+  for (const auto& [p, code] : {std::pair{Point{1, -1, 1, 1}, 0},
+                                {Point{over, -over, over, 1}, 2 | 4 | 32},
+                                {Point{-over, over, -kMax, 1}, 1 | 8 | 16},
+                                {Point{0, 0, 0, -1}, 31},
+                                {Point{kNan, kInf, 0, 1}, 0}}) {
+    m.m[15] = p[3];
     EXPECT_EQ(Clip::projectVertices(p.data(), 1, m, out, false), code ? Clip::Culled : Clip::Visible);
     EXPECT_EQ(out.at(0).outcode, code);
     Clip::projectVertices(p.data(), 1, m, out, true);
@@ -69,9 +70,8 @@ TEST(ClipSpace, SidesAreStrictAndSharedOnesDecide) {
     EXPECT_EQ(Clip::clipVertices(around, count, {}), result);
   const Range2d right({0.5, -1}, {1, 1});
   for (const auto& [low, high, seen] : {std::tuple{-3.0f, -2.0f, 0}, {-3, -1, 1}, {0, 0.5f, 2}, {1, -1, 0}}) {
-    BoundingBox box;
-    box.min[0] = low, box.max[0] = high;
-    box.min[1] = box.max[1] = 0, box.min[2] = -5, box.max[2] = 0;
+    const double numbers[] = {low, 0, -5, high, 0, 0};
+    const BoundingBox box(numbers);
     EXPECT_EQ(bboxClipTest(box, {}) + bboxClipTest(box, {}, right), seen);
   }
 }
