@@ -69,11 +69,12 @@ TEST(ClipSpace, SidesAreStrictAndSharedOnesDecide) {
   for (const auto& [count, result] : {std::pair{2, Clip::Clipped}, {3, Clip::Visible}, {-1, Clip::Culled}})
     EXPECT_EQ(Clip::clipVertices(around, count, {}), result);
   const Range2d right({0.5, -1}, {1, 1});
-  for (const auto& [low, high, seen] : {std::tuple{-3.0f, -2.0f, 0}, {-3, -1, 1}, {0, 0.5f, 2}, {1, -1, 0}}) {
-    const double numbers[] = {low, 0, -5, high, 0, 0};
-    const BoundingBox box(numbers);
-    EXPECT_EQ(bboxClipTest(box, {}) + bboxClipTest(box, {}, right), seen);
+  for (const double x : {-3, -1, 0, 1, 2}) {
+    const double numbers[] = {x - 1, 0, -5, x, 0, 0};
+    EXPECT_EQ(bboxClipTest(BoundingBox(numbers), {}), x > -2);
+    EXPECT_EQ(bboxClipTest(BoundingBox(numbers), {}, right), x > 0);
   }
+  EXPECT_FALSE(bboxClipTest(BoundingBox(), {}));
 }
 
 TEST(ClipTriangle, KeepsWhatLiesInTheBox) {
@@ -138,49 +139,51 @@ TEST(Clip, ShowsWhatIsInView) {
     Seen seen;
     float const* points = mesh.getVerticesRaw();
     const auto visible = [&v](int a, int b) { return visibleShare(v[a], v[b], v[b]) > 1e-12; };
-    Found strip, pairs, edges;
+    std::array<Found, 3> expected;  // strip, pairs of points, edges of triangles
     for (int i = 0; i < 149; ++i) {
       ASSERT_EQ(seen.lines.evaluateStrip(points + 3 * i, 2, m), visible(i, i + 1)) << i;
-      if (visible(i, i + 1)) strip.emplace_back(i, v[i][0]);
-      if (visible(i, i + 1) && i % 2 == 0 && i < 148) pairs.emplace_back(-1, v[i][0]);
+      if (visible(i, i + 1)) expected[0].emplace_back(i, v[i][0]);
+      if (visible(i, i + 1) && i % 2 == 0 && i < 148) expected[1].emplace_back(-1, v[i][0]);
     }
     for (int t = 0, k; t < 50; ++t) {
       const int* c = mesh.getTriangles()[t].v;
       for (k = 0; k < 3 && !visible(c[k], c[(k + 1) % 3]);) ++k;
-      if (k < 3) edges.emplace_back(-1, v[c[k]][0]);
+      if (k < 3) expected[2].emplace_back(-1, v[c[k]][0]);
     }
     seen.lines.setLineFunc(seeLine, &seen);
-    EXPECT_EQ(seen.lines.evaluateStrip(points, 150, m), !strip.empty());
-    EXPECT_EQ(std::exchange(seen.found, {}), strip);
-    EXPECT_EQ(seen.lines.evaluateSegments(points, 149, m), !pairs.empty());
-    EXPECT_EQ(std::exchange(seen.found, {}), pairs);
-    EXPECT_EQ(seen.lines.evaluateMesh(mesh, m), !edges.empty());
-    EXPECT_EQ(std::exchange(seen.found, {}), edges);
+    const auto check = [&](bool any, const Found& found) {
+      EXPECT_EQ(any, !found.empty());
+      EXPECT_EQ(std::exchange(seen.found, {}), found);
+    };
+    check(seen.lines.evaluateStrip(points, 150, m), expected[0]);
+    check(seen.lines.evaluateSegments(points, 149, m), expected[1]);
+    check(seen.lines.evaluateMesh(mesh, m), expected[2]);
 
     const bool selected = seed & 2, front = seed & 4, back = seed & 8, clockwise = seed & 16;
     mesh.allocUVArray();
     mesh.getSelectedTriangles().resize(50);
-    std::vector<double> expected;
+    double most = 0;
+    std::vector<double> share;
     for (int t = 0, n = 0; t < 50; ++t, n += 3) {
       if (t % 3) mesh.getSelectedTriangles().setBit(t);
       mesh.getTriangles()[t] = {{n, n + 1, n + 2}};
       mesh.getUVs()[n + 1].u = mesh.getUVs()[n + 2].v = 1;
-      const double dx = v[n + 1][0] - v[n][0], dy = v[n + 1][1] - v[n][1];
-      const bool left = dx * (v[n + 2][1] - v[n][1]) > dy * (v[n + 2][0] - v[n][0]);
+      const HPoint &a = v[n], &b = v[n + 1], &c = v[n + 2];
+      const bool left = (b[0] - a[0]) * (c[1] - a[1]) > (b[1] - a[1]) * (c[0] - a[0]);
       const bool hidden = (left != clockwise ? front : back) || (selected && t % 3 == 0);
-      expected.push_back(hidden ? 0 : visibleShare(v[n], v[n + 1], v[n + 2]));
+      share.push_back(hidden ? 0 : visibleShare(a, b, c));
+      most = std::max(most, share.back());
     }
     seen.triangles.setSelectedTrianglesOnly(selected);
     seen.triangles.setCullFaces(front, back);
     seen.triangles.setClockwiseFront(clockwise);
     seen.triangles.setTriangleFunc(seeTriangle, &seen);
-    const bool any = *std::max_element(expected.begin(), expected.end()) > 0;
-    EXPECT_EQ(seen.triangles.evaluateMesh(mesh, m), any);
-    for (int t = 0; t < 50; ++t) ASSERT_NEAR(seen.share[t], expected[t], 1e-5) << t;
+    EXPECT_EQ(seen.triangles.evaluateMesh(mesh, m), most > 0);
+    for (int t = 0; t < 50; ++t) ASSERT_NEAR(seen.share[t], share[t], 1e-5) << t;
     EXPECT_TRUE((!front || seen.fronts == 0) && (!back || seen.fronts == seen.calls));
     seen.most = std::exchange(seen.calls, 0) / 2;
-    EXPECT_EQ(seen.triangles.evaluateMesh(mesh, m), any);
-    EXPECT_EQ(seen.calls, any ? std::max(seen.most, 1) : 0);
+    EXPECT_EQ(seen.triangles.evaluateMesh(mesh, m), most > 0);
+    EXPECT_EQ(seen.calls, most > 0 ? std::max(seen.most, 1) : 0);
   }
 }
 
@@ -204,17 +207,15 @@ TEST(ScreenPicking, AgreesWithAllTrianglesOneByOne) {
   screen.m[0] = screen.m[5] = 100;
   for (int y = -90, x = 80; y < 90; y += 5, x = -x + y % 3) {
     SCOPED_TRACE(y);
-    const Line line({x / 100.0, y / 100.0, x / 200.0}, {0, 0, 1});
+    const Line line({x / 100.0, y / 100.0, -2}, {0, 0, 1});
     const qvLinear::PointFlt origin(line.origin);
+    const Ray ray(origin, line.direction);
     MeshCoord best;
-    double nearest = INFINITY, t, u, v;
     for (int i = 0; i < 12000; ++i) {
-      float const* p[3];
-      for (int k = 0; k < 3; ++k) p[k] = &mesh.getVertices()[mesh.getTriangles()[i][k]].x;
-      const bool hit = intersectRayTriangle(line.direction.data(), origin.data(), p[0], p[1], p[2], t, u, v);
-      if (!hit || t >= nearest) continue;
-      nearest = t;
-      best = {{{1 - u - v, u, v}, i}};
+      const double nearest = ray.triIntersectionRayParam();
+      ray.intersects(mesh.getTriangles()[i], mesh.getVertices());
+      const double u = ray.triIntersectionBaryU(), v = ray.triIntersectionBaryV();
+      if (ray.triIntersectionRayParam() < nearest) best = {{{1 - u - v, u, v}, i}};
     }
     forThreadCounts([&] {
       EXPECT_EQ(meshRayIntersectScreen(mesh, screen, x, y, std::abs(y % 2), line), best);
@@ -223,27 +224,23 @@ TEST(ScreenPicking, AgreesWithAllTrianglesOneByOne) {
   }
 }
 
+// Windows: x, y, half the size, w.
 TEST(ScreenPicking, PassesOverWhatIsBesideTheWindow) {
-  using Window = std::array<int, 4>;  // x, y, half its size, w
   const CompactMesh mesh =
       shapes::make(shapes::Points{{0.1f, 0.1f, 0}, {1, 0, 0}, {0.1f, 1, 0}}, {{0, 1, 2}});
-  const auto picked = [&mesh](const Window& window) {
+  const std::array<int, 4> with[] = {
+      {0, 0, 1, 1}, {2, 0, 1, 1}, {-1, -1, 1, -1}, {INT_MAX, 0, INT_MAX, 1}, {9, 9, 1, 0}};
+  const std::array<int, 4> without[] = {{3, 0, 1, 1},  {-2, 0, 1, 1},     {0, -2, 1, 1},
+                                        {0, 3, 1, 1},  {3, 0, 1, 2},      {INT_MIN, 0, INT_MAX, 1},
+                                        {0, 0, -2, 1}, {0, 0, INT_MIN, 1}};
+  const Line line({0.25, 0.25, -1}, {0, 0, -1});  // hits behind its origin
+  const auto pick = [&](const std::array<int, 4>& window) {
     ProjMatrixFlt m;
     m.m[15] = static_cast<float>(window[3]);
-    const Line line({0.25, 0.25, -1}, {0, 0, -1});  // hits behind its origin
-    return meshRayIntersectScreen(mesh, m, window[0], window[1], window[2], line).triangle == 0;
+    return meshRayIntersectScreen(mesh, m, window[0], window[1], window[2], line).triangle;
   };
-  for (const Window& w : {Window{}, {2, 0, 1, 1}, {-1, -1, 1, -1}, {INT_MAX, 0, INT_MAX, 1}, {9, 9, 1, 0}})
-    EXPECT_TRUE(picked(w)) << w[0];
-  for (const Window& w : {Window{3, 0, 1, 1},
-                          {-2, 0, 1, 1},
-                          {0, -2, 1, 1},
-                          {0, 3, 1, 1},
-                          {3, 0, 1, 2},
-                          {INT_MIN, 0, INT_MAX, 1},
-                          {0, 0, -2, 1},
-                          {0, 0, INT_MIN, 1}})
-    EXPECT_FALSE(picked(w)) << w[0] << ' ' << w[1] << ' ' << w[2];
+  for (const auto& window : with) EXPECT_EQ(pick(window), 0) << window[0];
+  for (const auto& window : without) EXPECT_EQ(pick(window), -1) << window[0] << ' ' << window[1];
 }
 
 }  // namespace
