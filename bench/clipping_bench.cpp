@@ -96,7 +96,7 @@ void pick(benchmark::State& state, float scale, int halfSize) {
   qvUtil::ThreadPool::get().setNumThreads(static_cast<int>(state.range(1)));
   const qvLinear::Line line({2.01, 0.013, 10}, {0, 0, -1});
   MeshCoord hit;
-  const int x = halfSize == 1 && scale < 1 ? 0 : static_cast<int>(2.01f * scale);
+  const int x = static_cast<int>(2.01f * scale);
   for (auto _ : state) hit = meshRayIntersectScreen(mesh, viewOf(scale), x, 0, halfSize, line);
   const double height = hit.valid() ? hit.evaluate(mesh.getVertices(), mesh.getTriangles())[2] : 0;
   if (!(std::fabs(height - 1) < 0.01)) state.SkipWithError("not the top of the tube");
