@@ -1,9 +1,8 @@
 #include "geom/planar/point_in_triangle.h"
 
-#include <cmath>
 #include <initializer_list>
 
-#include "geom/model/keel/tolerances.h"
+#include "geom/planar/triangle_system.h"
 
 namespace qvGeom {
 
@@ -12,24 +11,6 @@ using qvLinear::Point2Flt;
 using qvLinear::Vector;
 
 namespace {
-
-using Vector2Flt = qvLinear::BasicVector<float, 2>;
-
-// Solves w = s v + t u, eliminating t by the given coordinate of u. False, with s and t untouched, when a
-// divisor is below the tolerance or zero, or the solution is not finite.
-bool solveByAxis(const Vector2Flt& w, const Vector2Flt& v, const Vector2Flt& u, int axis, float tolerance,
-                 float& s, float& t) {
-  const int other = 1 - axis;
-  const auto isZero = [&](float divisor) { return divisor == 0 || std::fabs(divisor) < tolerance; };
-  const float det = v[other] * u[axis] - v[axis] * u[other];
-  if (isZero(u[axis]) || isZero(det)) return false;
-  const float sFound = (w[other] * u[axis] - w[axis] * u[other]) / det;
-  const float tFound = (w[axis] - sFound * v[axis]) / u[axis];
-  if (!std::isfinite(sFound) || !std::isfinite(tFound)) return false;
-  s = sFound;
-  t = tFound;
-  return true;
-}
 
 bool inBounds(float s, float t) { return s >= 0 && s <= 1 && t >= 0 && s + t <= 1; }
 
@@ -40,17 +21,14 @@ constexpr double kOutsideShare = 1e-5;
 
 bool isPointInTriangleInclusive(const Point2Flt& p, const Point2Flt& a, const Point2Flt& b,
                                 const Point2Flt& c, float& s, float& t) {
-  const Vector2Flt u = b - a;
   s = t = 0;
-  return solveByAxis(p - a, c - a, u, u[0] != 0 ? 0 : 1, 0, s, t) && inBounds(s, t);
+  return TriangleSystem(a, b, c, (b - a)[0] != 0 ? 0 : 1, 0).solve(p, s, t) && inBounds(s, t);
 }
 
 bool isPointInTriangleDefinitive(const Point2Flt& p, const Point2Flt& a, const Point2Flt& b,
                                  const Point2Flt& c, float& s, float& t) {
-  constexpr float kTol = qvLinear::epsilonTolFlt;
-  const Vector2Flt u = b - a;
   s = t = 1.0f / 3;
-  return solveByAxis(p - a, c - a, u, std::fabs(u[0]) > kTol ? 0 : 1, kTol, s, t) && inBounds(s, t);
+  return TriangleSystem::definitive(a, b, c).solve(p, s, t) && inBounds(s, t);
 }
 
 bool isPointInTriangleInclusive(const Point& p, const Point& a, const Point& b, const Point& c) {
