@@ -119,7 +119,6 @@ class MeshStitchSeamImpl {
 void MeshStitchSeamImpl::stitch(TopoMeshVertex a0, TopoMeshVertex a1, TopoMeshVertex b0, TopoMeshVertex b1,
                                 double tolerance, bool mergeToo) {
   preservedA = true;
-  if (a0 == a1 || b0 == b1) return;
   Chains chains{a0, a1, b0, b1};
   const Pairing before = pairingOf(chains);
   if (before.a.empty() || before.b.empty() || haveCommon(before.a, before.b)) return;

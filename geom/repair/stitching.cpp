@@ -78,6 +78,7 @@ class Alg {
   bool isOnEdge(const Sample& s) const;
   TopoMeshVertex nearerVertex(const Sample& s) const;
   int endOf(int point) const;
+  bool hasVanished(const Edge& edge);
   TopoMeshVertex vertexOf(int point);
   void stitchLinear(const Edge& edge);
   void stitchCircular(const Edge& edge);
@@ -279,8 +280,11 @@ void Alg::extractRegion() {
 
 void Alg::stitchAll(const TopologyAlg& topology) {
   prepareEnds(topology);
+  qv::vector<bool> vanished;  // asked beforehand: seams join ends too
+  for (EdgeIterator it(topology); it.valid(); it.next()) vanished.push_back(hasVanished(it.get()));
   for (EdgeIterator it(topology); it.valid(); it.next()) {
     const Edge edge = it.get();
+    if (vanished[edge.index()] || vanished[edge.getTwin().index()]) continue;
     // Its twin did it all. Stretches that run the same way cannot be closed without a twist.
     if (edge.getTwin().index() < edge.index() || edge.isTwinReversed()) continue;
     if (edge.isCircular()) {
@@ -357,6 +361,12 @@ int Alg::endOf(int point) const {
   const auto at = std::lower_bound(ends_.begin(), ends_.end(), point,
                                    [](const End& end, int p) { return end.point < p; });
   return at != ends_.end() && at->point == point ? static_cast<int>(at - ends_.begin()) : -1;
+}
+
+// Whether a stretch is too short to tell its ends apart. To a seam, from a vertex to itself is all around.
+bool Alg::hasVanished(const Edge& edge) {
+  const int first = edge.getFirstPoint(), second = edge.getSecondPoint();
+  return first != second && vertexOf(first) == vertexOf(second);
 }
 
 TopoMeshVertex Alg::vertexOf(int point) {

@@ -30,8 +30,12 @@ constexpr double kLargestGap = 2;   // along a curve, between pairs of one stret
 constexpr double kLargestTip = 4;   // along a curve, between the two sides of a slit
 constexpr double kLeastLength = 1;  // of a stretch: shorter ones come of corners and are left to these
 
+constexpr double kLeastReversed = 5;  // of a stretch whose sides cannot be made to agree
+constexpr double kReachOfWay = 0.3;  // to either side, of what counts as the direction of a curve
+
 constexpr double kSlimness = 4;            // of a spike, along its sides over across: others are no slits
 constexpr double kCosineOfCorner = 0.866;  // a turn of 30 degrees
+constexpr double kSameWay = 0.35;        // cosine between directions
 constexpr double kBetter = 1 + 1e-6;       // lengths computed in another order differ by less
 
 double squaredDistance(const PointFlt& a, const PointFlt& b) {
@@ -176,6 +180,11 @@ class TopologyAlg::Impl {
   struct Pair {
     int a, b;
   };
+  struct Chain {
+    qv::vector<Pair> pairs;
+    bool sameSense;
+    double length;
+  };
   // Side 0 runs along the first curve from first[0] to last[0], which is where the pairs begin and end; side 1
   // along the other, forward as well: in the same sense its first lies against the first, else its last.
   struct Stretch {
@@ -192,13 +201,18 @@ class TopologyAlg::Impl {
 
   bool readCurves();
   bool readCurve(int const* points, int n);
-  void findNearest();
+  void computeWays();
+  void findChains(bool oriented);
+  void findNearest(bool oriented);
+  bool mayLieAgainst(int i, int j, double d2) const;
+  bool runAgainst(int i, int j) const;
   void findPairs();
   void linkPairs();
   void linkInOrder(const qv::vector<int>& order);
-  void findChains();
   void addChain(const qv::vector<int>& members);
-  void acceptChains();
+  void cutChain(const qv::vector<Pair>& pairs, bool sameSense);
+  bool isReversed(const Chain& chain) const;
+  void acceptChains(qv::vector<Chain>& chains);
   bool isFree(int from, int to) const;
   void take(int from, int to);
   bool acceptRun(const qv::vector<Pair>& run, bool sameSense);
@@ -242,20 +256,16 @@ class TopologyAlg::Impl {
   CompactMesh const& mesh_;
   double distance_ = 0;
   qv::vector<Curve> curves_;
-  qv::vector<PointFlt> points_;  // by node, as are the next four
+  qv::vector<PointFlt> points_;  // by node, as are the next five
   qv::vector<int> numbers_;      // in the mesh
   qv::vector<double> arcs_;      // from the beginning of the curve
   qv::vector<int> curveOfNode_;
-  qv::vector<int> nearest_;  // -1: none
+  qv::vector<qvLinear::Vector> ways_;  // directions
+  qv::vector<int> nearest_;            // -1: none
 
   qv::vector<Pair> pairs_;  // by curves and then along the first
   std::optional<qvUtil::JoinedSets> linked_;
   std::optional<Grid> grid_;
-  struct Chain {
-    qv::vector<Pair> pairs;
-    bool sameSense;
-    double length;
-  };
   qv::vector<Chain> chains_;
   qv::vector<bool> taken_;  // by node
   qv::vector<Stretch> stretches_;
@@ -269,17 +279,22 @@ bool TopologyAlg::Impl::compute(double distance) {
   distance_ = distance;
   if (!(distance > 0) || !std::isfinite(distance) || !readCurves()) return false;
   grid_.emplace(points_, distance_);
-  findNearest();
-  findPairs();
-  linkPairs();
-  findChains();
-  acceptChains();
+  computeWays();
+  findChains(false);
+  orient();
+  qv::vector<Chain> reversed = std::move(chains_);
+  std::erase_if(reversed, [this](const Chain& c) { return !isReversed(c) || c.length < kLeastReversed * distance_; });
+  findChains(true);
+  std::erase_if(chains_, [this](const Chain& c) { return isReversed(c); });
+  stretches_.clear();
+  taken_.assign(points_.size(), false);
+  acceptChains(chains_);
+  acceptChains(reversed);
   orderSides();
   joinStretches();
   dropShort();
   joinStretches();
   settleEnds();
-  orient();
   makeEdges();
   return true;
 }
@@ -327,21 +342,49 @@ bool TopologyAlg::Impl::readCurve(int const* points, int n) {
 
 // ---- pairs ----
 
-void TopologyAlg::Impl::findNearest() {
+// Over some way, so that what a fine sampling does within the distance plays no part.
+void TopologyAlg::Impl::computeWays() {
+  ways_.clear();
+  const double reach = kReachOfWay * distance_;
+  for (int i = 0; i < static_cast<int>(points_.size()); ++i) {
+    const Curve& curve = of(i);
+    int before = i, after = i;
+    for (int j = i; std::fabs(shortArc(before, i)) < reach && (curve.closed || j > curve.first);) {
+      before = j = previous(j);
+      if (j == i) break;
+    }
+    for (int j = i; std::fabs(shortArc(i, after)) < reach && (curve.closed || j + 1 < curve.end);) {
+      after = j = next(j);
+      if (j == i) break;
+    }
+    ways_.push_back(qvLinear::Normal(qvLinear::Point(points_[after]) - qvLinear::Point(points_[before])));
+  }
+}
+
+void TopologyAlg::Impl::findNearest(bool oriented) {
   const int n = static_cast<int>(points_.size());
   nearest_.assign(points_.size(), -1);
   for (int i = 0; i < n; ++i) {
     double best = 0;
+    int& nearest = nearest_[i];
     grid_->visitNear(points_[i], [&](int j, double d2) {
-      int& nearest = nearest_[i];
       if (nearest >= 0 && (d2 > best || (d2 == best && j >= nearest))) return;
-      if (curveOf(j) == curveOf(i) &&
-          std::fabs(shortArc(i, j)) <= std::max(kLeastTurn * distance_, kSlimness * std::sqrt(d2)))
-        return;
+      if (!mayLieAgainst(i, j, d2) || (oriented && !runAgainst(i, j))) return;
       nearest = j;
       best = d2;
     });
   }
+}
+
+bool TopologyAlg::Impl::mayLieAgainst(int i, int j, double d2) const {
+  return curveOf(i) != curveOf(j) ||
+         std::fabs(shortArc(i, j)) > std::max(kLeastTurn * distance_, kSlimness * std::sqrt(d2));
+}
+
+// Whether two curves run opposite ways, or at least not the same, once they are oriented.
+bool TopologyAlg::Impl::runAgainst(int i, int j) const {
+  const double cosine = dot(ways_[i], ways_[j]);
+  return (orientation.test(curveOf(i)) == orientation.test(curveOf(j)) ? cosine : -cosine) < kSameWay;
 }
 
 void TopologyAlg::Impl::findPairs() {
@@ -383,7 +426,11 @@ void TopologyAlg::Impl::linkInOrder(const qv::vector<int>& order) {
 
 // ---- chains ----
 
-void TopologyAlg::Impl::findChains() {
+// @param oriented whether the curves are, so that only what runs opposite ways is looked for
+void TopologyAlg::Impl::findChains(bool oriented) {
+  findNearest(oriented);
+  findPairs();
+  linkPairs();
   chains_.clear();
   const int n = static_cast<int>(pairs_.size());
   qv::vector<int> order(pairs_.size());
@@ -420,26 +467,42 @@ void TopologyAlg::Impl::addChain(const qv::vector<int>& members) {
     votes += step > 0 ? 1 : -1;
     along.push_back(along.back() + step);
   }
-  Chain chain{{}, votes > 0, 0};
-  if (!chain.sameSense)
+  const bool sameSense = votes > 0;
+  if (!sameSense)
     for (double& s : along) s = -s;
+  qv::vector<Pair> pairs;
   const qv::vector<int> rise = longestRise(along);
   for (const int i : rise)
-    if (along[i] - along[rise[0]] < of(at(0).b).length) chain.pairs.push_back(at(start + i));
-  const Pair &front = chain.pairs.front(), &back = chain.pairs.back();
-  chain.length = std::min(arc(front.a, back.a),
-                          chain.sameSense ? arc(front.b, back.b) : arc(back.b, front.b));
-  chains_.push_back(std::move(chain));
+    if (along[i] - along[rise[0]] < of(at(0).b).length) pairs.push_back(at(start + i));
+  cutChain(pairs, sameSense);
+}
+
+// What held these pairs together may be others that had to go.
+void TopologyAlg::Impl::cutChain(const qv::vector<Pair>& pairs, bool sameSense) {
+  const auto isNear = [&](const Pair& p, const Pair& q) {
+    return arc(p.a, q.a) <= kLargestGap * distance_ &&
+           (sameSense ? arc(p.b, q.b) : arc(q.b, p.b)) <= kLargestGap * distance_;
+  };
+  for (std::size_t begin = 0, end = 1; begin < pairs.size(); begin = end++) {
+    while (end < pairs.size() && isNear(pairs[end - 1], pairs[end])) ++end;
+    const Pair &p = pairs[begin], &q = pairs[end - 1];
+    const double length = std::min(arc(p.a, q.a), sameSense ? arc(p.b, q.b) : arc(q.b, p.b));
+    chains_.push_back({{pairs.begin() + begin, pairs.begin() + end}, sameSense, length});
+  }
+}
+
+// Whether its sides run the same way once the curves are oriented.
+bool TopologyAlg::Impl::isReversed(const Chain& chain) const {
+  const Pair& p = chain.pairs.front();
+  return chain.sameSense == (orientation.test(curveOf(p.a)) == orientation.test(curveOf(p.b)));
 }
 
 // Long chains first; of the others what these leave over.
-void TopologyAlg::Impl::acceptChains() {
-  std::stable_sort(chains_.begin(), chains_.end(),
+void TopologyAlg::Impl::acceptChains(qv::vector<Chain>& chains) {
+  std::stable_sort(chains.begin(), chains.end(),
                    [](const Chain& a, const Chain& b) { return a.length > b.length; });
-  stretches_.clear();
-  taken_.assign(points_.size(), false);
   qv::vector<Pair> run;
-  for (const Chain& chain : chains_) {
+  for (const Chain& chain : chains) {
     run.clear();
     for (const Pair& p : chain.pairs) {
       const bool follows =
@@ -453,7 +516,6 @@ void TopologyAlg::Impl::acceptChains() {
     }
     acceptRun(run, chain.sameSense);
   }
-  chains_.clear();
 }
 
 bool TopologyAlg::Impl::isFree(int from, int to) const {
@@ -580,7 +642,9 @@ void TopologyAlg::Impl::settleEnds() {
   qvUtil::JoinedSets ends(n);
   for (int side = 0; side < n; ++side) {
     const int after = nextSide_[side];
-    if (!stretchOf(side).alive || after < 0 || after == side || stretchOf(side).circular) continue;
+    if (!stretchOf(side).alive || after < 0 || stretchOf(side).circular) continue;
+    // A whole curve against part of another is one thing, two that part for a while are another.
+    if (after == side && nextSide_[side ^ 1] == (side ^ 1)) continue;
     const double largest = side / 2 == after / 2 ? kLargestTip : kLargestGap;
     if (arc(stretchOf(side).last[side % 2], stretchOf(after).first[after % 2]) > largest * distance_)
       continue;
@@ -647,11 +711,8 @@ void TopologyAlg::Impl::orient() {
     bool sameSense;
   };
   qv::vector<Neighbours> neighbours;
-  for (const Stretch& s : stretches_)
-    if (s.alive) {
-      const double length = s.circular ? of(s.first[0]).length : arc(s.first[0], s.last[0]);
-      neighbours.push_back({length, curveOf(s.first[0]), curveOf(s.first[1]), s.sameSense});
-    }
+  for (const Chain& chain : chains_)
+    neighbours.push_back({chain.length, curveOf(chain.pairs[0].a), curveOf(chain.pairs[0].b), chain.sameSense});
   std::stable_sort(neighbours.begin(), neighbours.end(),
                    [](const Neighbours& a, const Neighbours& b) { return a.length > b.length; });
   for (const Neighbours& e : neighbours) agree(e.c, e.d, e.sameSense);
