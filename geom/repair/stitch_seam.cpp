@@ -109,11 +109,13 @@ class MeshStitchSeamImpl {
   void splitB(const Point& target);
   static Pairing pairingOf(const Chains& chains);
   void merge(const Pairing& pairing);
+  void partDoubledEdges(TopoMeshVertex v);
 
   TopoMesh& mesh_;
   // The edges last walked: A's ends at its cursor's vertex, B's starts there.
   TopoMeshEdge edgeA_, edgeB_;
   Point lastPlaced_;
+  Edges doubled_;
 };
 
 void MeshStitchSeamImpl::stitch(TopoMeshVertex a0, TopoMeshVertex a1, TopoMeshVertex b0, TopoMeshVertex b1,
@@ -210,7 +212,7 @@ void MeshStitchSeamImpl::zipOn(bool aDone, bool bDone, double tolerance) {
 
 // Gives A a vertex for B's, which moves there.
 void MeshStitchSeamImpl::splitA(const Point& target) {
-  splitBoundaryEdge(mesh_, edgeA_, target);
+  splitEdge(mesh_, edgeA_, target);
   edgeA_ = boundaryAfter(edgeA_);
   edgeB_.start().setPoint(target);
   edgeB_ = boundaryBefore(edgeB_);
@@ -219,7 +221,7 @@ void MeshStitchSeamImpl::splitA(const Point& target) {
 
 // Gives B a vertex for A's.
 void MeshStitchSeamImpl::splitB(const Point& target) {
-  splitBoundaryEdge(mesh_, edgeB_, target);
+  splitEdge(mesh_, edgeB_, target);
   edgeA_ = boundaryAfter(edgeA_);
   lastPlaced_ = target;
 }
@@ -239,6 +241,27 @@ void MeshStitchSeamImpl::merge(const Pairing& pairing) {
     if (b.start() != a.end()) removal.emit(b.start());
     mesh_.mergeVertices(a, b);
   }
+  for (const TopoMeshEdge a : pairing.a)
+    for (const TopoMeshVertex v : {a.start(), a.end()}) partDoubledEdges(v);
+}
+
+// Both sides may have an edge across the same part of the seam, so that one pair of vertices has two edges with
+// different triangles: in a mesh of indices that is one edge of four. All but one, boundaries and seams first,
+// get a vertex in the middle.
+void MeshStitchSeamImpl::partDoubledEdges(TopoMeshVertex v) {
+  doubled_.clear();
+  for (TopoMeshEdgeVertexIterator it(v); it.valid(); it.next()) {
+    const TopoMeshEdge e = it.get();
+    doubled_.push_back(e);
+    if (!e.prev().twin()) doubled_.push_back(e.prev());
+  }
+  const auto other = [v](TopoMeshEdge e) { return e.start() == v ? e.end() : e.start(); };
+  std::stable_sort(doubled_.begin(), doubled_.end(), [&](TopoMeshEdge a, TopoMeshEdge b) {
+    return std::pair(other(a), static_cast<bool>(a.twin())) < std::pair(other(b), static_cast<bool>(b.twin()));
+  });
+  for (std::size_t i = 1; i < doubled_.size(); ++i)
+    if (const TopoMeshEdge e = doubled_[i]; other(e) == other(doubled_[i - 1]) && e.twin())
+      splitEdge(mesh_, e, qvLinear::combine(e.start().point(), e.end().point()));
 }
 
 // ---- what is public ----

@@ -340,7 +340,7 @@ void Alg::splitAtEnds() {
     }
     if (!edge || edge.twin()) continue;  // the loop is none of this mesh
     const Point p = edge.start().point();
-    ends_[i].vertex = splitBoundaryEdge(*topo_, edge, p + (1 - t) * (edge.end().point() - p));
+    ends_[i].vertex = splitEdge(*topo_, edge, p + (1 - t) * (edge.end().point() - p));
     split = &s;
   }
 }
