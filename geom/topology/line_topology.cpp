@@ -204,7 +204,7 @@ class TopologyAlg::Impl {
   void computeWays();
   void findChains(bool oriented);
   void findNearest(bool oriented);
-  bool mayLieAgainst(int i, int j, double d2) const;
+  bool areApart(int i, int j, double d2) const;
   bool runAgainst(int i, int j) const;
   void findPairs();
   void linkPairs();
@@ -361,24 +361,29 @@ void TopologyAlg::Impl::computeWays() {
   }
 }
 
+// On its own curve only for want of another: what is left of a thin spike of the surface lies against its other
+// side too.
 void TopologyAlg::Impl::findNearest(bool oriented) {
   const int n = static_cast<int>(points_.size());
   nearest_.assign(points_.size(), -1);
   for (int i = 0; i < n; ++i) {
-    double best = 0;
-    int& nearest = nearest_[i];
+    struct {
+      bool own;
+      double d2;
+      int node;
+    } best{true, 0, -1};
     grid_->visitNear(points_[i], [&](int j, double d2) {
-      if (nearest >= 0 && (d2 > best || (d2 == best && j >= nearest))) return;
-      if (!mayLieAgainst(i, j, d2) || (oriented && !runAgainst(i, j))) return;
-      nearest = j;
-      best = d2;
+      const bool own = curveOf(j) == curveOf(i);
+      if (best.node >= 0 && std::tie(best.own, best.d2, best.node) <= std::tie(own, d2, j)) return;
+      if ((!own || areApart(i, j, d2)) && (!oriented || runAgainst(i, j))) best = {own, d2, j};
     });
+    nearest_[i] = best.node;
   }
 }
 
-bool TopologyAlg::Impl::mayLieAgainst(int i, int j, double d2) const {
-  return curveOf(i) != curveOf(j) ||
-         std::fabs(shortArc(i, j)) > std::max(kLeastTurn * distance_, kSlimness * std::sqrt(d2));
+// Whether two places of one curve are no neighbours along it, nor the sides of a spike.
+bool TopologyAlg::Impl::areApart(int i, int j, double d2) const {
+  return std::fabs(shortArc(i, j)) > std::max(kLeastTurn * distance_, kSlimness * std::sqrt(d2));
 }
 
 // Whether two curves run opposite ways, or at least not the same, once they are oriented.
