@@ -36,6 +36,7 @@ constexpr double kReachOfWay = 0.3;  // to either side, of what counts as the di
 constexpr double kSlimness = 4;            // of a spike, along its sides over across: others are no slits
 constexpr double kCosineOfCorner = 0.866;  // a turn of 30 degrees
 constexpr double kSameWay = 0.35;        // cosine between directions
+constexpr int kMostChains = 16;          // that are looked for among linked pairs
 constexpr double kBetter = 1 + 1e-6;       // lengths computed in another order differ by less
 
 double squaredDistance(const PointFlt& a, const PointFlt& b) {
@@ -209,7 +210,7 @@ class TopologyAlg::Impl {
   void findPairs();
   void linkPairs();
   void linkInOrder(const qv::vector<int>& order);
-  void addChain(const qv::vector<int>& members);
+  void addChain(qv::vector<int>& members);
   void cutChain(const qv::vector<Pair>& pairs, bool sameSense);
   bool isReversed(const Chain& chain) const;
   void acceptChains(qv::vector<Chain>& chains);
@@ -447,12 +448,12 @@ void TopologyAlg::Impl::findChains(bool oriented) {
   for (int begin = 0, end = 0; begin < n; begin = end) {
     while (end < n && roots[order[end]] == roots[order[begin]]) ++end;
     members.assign(order.begin() + begin, order.begin() + end);
-    if (members.size() > 1) addChain(members);
+    for (int round = 0; members.size() > 1 && round < kMostChains; ++round) addChain(members);
   }
 }
 
-// @param members linked pairs, along the first curve
-void TopologyAlg::Impl::addChain(const qv::vector<int>& members) {
+// @param members linked pairs, along the first curve; left with those that were not in order with the rest
+void TopologyAlg::Impl::addChain(qv::vector<int>& members) {
   const std::size_t n = members.size();
   const auto at = [&](std::size_t i) -> const Pair& { return pairs_[members[i % n]]; };
   // A closed curve is cut where the chain leaves most of it out.
@@ -476,10 +477,15 @@ void TopologyAlg::Impl::addChain(const qv::vector<int>& members) {
   if (!sameSense)
     for (double& s : along) s = -s;
   qv::vector<Pair> pairs;
+  const double turn = of(at(0).b).length;
   const qv::vector<int> rise = longestRise(along);
-  for (const int i : rise)
-    if (along[i] - along[rise[0]] < of(at(0).b).length) pairs.push_back(at(start + i));
+  for (const int i : rise) {
+    if (!pairs.empty() && along[i] - along[rise[0]] >= turn) break;
+    pairs.push_back(at(start + i));
+    members[(start + i) % n] = -1;
+  }
   cutChain(pairs, sameSense);
+  std::erase(members, -1);
 }
 
 // What held these pairs together may be others that had to go.
@@ -490,6 +496,7 @@ void TopologyAlg::Impl::cutChain(const qv::vector<Pair>& pairs, bool sameSense) 
   };
   for (std::size_t begin = 0, end = 1; begin < pairs.size(); begin = end++) {
     while (end < pairs.size() && isNear(pairs[end - 1], pairs[end])) ++end;
+    if (end - begin < 2) continue;
     const Pair &p = pairs[begin], &q = pairs[end - 1];
     const double length = std::min(arc(p.a, q.a), sameSense ? arc(p.b, q.b) : arc(q.b, p.b));
     chains_.push_back({{pairs.begin() + begin, pairs.begin() + end}, sameSense, length});
