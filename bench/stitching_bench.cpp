@@ -1,6 +1,6 @@
 // Slabs of a torus, each with rims of its own that lie a little beside those of its neighbours: decides that
-// looking for neighbours among the samples, and not the seams, is what takes the time, and what its grid costs.
-// Within 1 s at 100,000 triangles on one thread. Rates are triangles a second.
+// looking for neighbours among the samples, and not the seams, is what takes the time, and what its grid
+// costs. Within 1 s at 100,000 triangles on one thread. Rates are triangles a second.
 
 #include <benchmark/benchmark.h>
 #include <cmath>

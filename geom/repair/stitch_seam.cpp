@@ -245,9 +245,9 @@ void MeshStitchSeamImpl::merge(const Pairing& pairing) {
     for (const TopoMeshVertex v : {a.start(), a.end()}) partDoubledEdges(v);
 }
 
-// Both sides may have an edge across the same part of the seam, so that one pair of vertices has two edges with
-// different triangles: in a mesh of indices that is one edge of four. All but one, boundaries and seams first,
-// get a vertex in the middle.
+// Both sides may have an edge across the same part of the seam, so that one pair of vertices has two edges
+// with different triangles: in a mesh of indices that is one edge of four. All but one, boundaries and seams
+// first, get a vertex in the middle.
 void MeshStitchSeamImpl::partDoubledEdges(TopoMeshVertex v) {
   doubled_.clear();
   for (TopoMeshEdgeVertexIterator it(v); it.valid(); it.next()) {
@@ -257,7 +257,8 @@ void MeshStitchSeamImpl::partDoubledEdges(TopoMeshVertex v) {
   }
   const auto other = [v](TopoMeshEdge e) { return e.start() == v ? e.end() : e.start(); };
   std::stable_sort(doubled_.begin(), doubled_.end(), [&](TopoMeshEdge a, TopoMeshEdge b) {
-    return std::pair(other(a), static_cast<bool>(a.twin())) < std::pair(other(b), static_cast<bool>(b.twin()));
+    return std::pair(other(a), static_cast<bool>(a.twin())) <
+           std::pair(other(b), static_cast<bool>(b.twin()));
   });
   for (std::size_t i = 1; i < doubled_.size(); ++i)
     if (const TopoMeshEdge e = doubled_[i]; other(e) == other(doubled_[i - 1]) && e.twin())

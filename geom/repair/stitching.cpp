@@ -305,9 +305,9 @@ void Alg::prepareEnds(const TopologyAlg& topology) {
     ends_.push_back({it.get().getSecondPoint(), {}});
   }
   std::sort(ends_.begin(), ends_.end(), [](const End& a, const End& b) { return a.point < b.point; });
-  ends_.erase(std::unique(ends_.begin(), ends_.end(),
-                          [](const End& a, const End& b) { return a.point == b.point; }),
-              ends_.end());
+  ends_.erase(
+      std::unique(ends_.begin(), ends_.end(), [](const End& a, const End& b) { return a.point == b.point; }),
+      ends_.end());
   splitAtEnds();
   joinEqualEnds();
 }

@@ -15,8 +15,8 @@ int meshComponents(CompactMesh const& mesh, MeshAdjTris const&, Array<int>* vert
   watch.start();
   const int n = mesh.getNumVertices();
   MeshTriangle const* triangles = mesh.getTriangles();
-  // Triangles that share a vertex are connected, so this is the flood over triangles without its jumps through
-  // memory: one pass in storage order joins, another one numbers.
+  // Triangles that share a vertex are connected, so this is the flood over triangles without its jumps
+  // through memory: one pass in storage order joins, another one numbers.
   qvUtil::JoinedSets joined(n);
   for (int t = 0; t < mesh.getNumTriangles(); ++t) {
     joined.join(triangles[t][0], triangles[t][1]);

@@ -1,9 +1,9 @@
 // Two curves lie against each other where points of both are each other's nearest. Such pairs are few and
-// sure: they are as many as the coarser sampling has points, no point is in two of them, and they are the same
-// seen from either curve. A place in the plane of the two arc lengths stands for a pair, and a stretch is a
-// chain of pairs that are near each other in it, rising or falling. All else puts right what pairs alone get
-// wrong: chains that are broken by a few points, chains that are too short to mean anything, and ends that
-// ought to be one.
+// sure: they are as many as the coarser sampling has points, no point is in two of them, and they are the
+// same seen from either curve. A place in the plane of the two arc lengths stands for a pair, and a stretch
+// is a chain of pairs that are near each other in it, rising or falling. All else puts right what pairs alone
+// get wrong: chains that are broken by a few points, chains that are too short to mean anything, and ends
+// that ought to be one.
 
 #include "geom/topology/line_topology.h"
 
@@ -24,19 +24,20 @@ namespace {
 using qvLinear::PointFlt;
 
 // In units of the distance asked for.
-constexpr double kThinning = 0.1;   // points are this far apart: a cell then holds few, however dense a curve is
+constexpr double kThinning =
+    0.1;  // points are this far apart: a cell then holds few, however dense a curve is
 constexpr double kLeastTurn = 2;    // along a curve, between places of it that may lie against each other
 constexpr double kLargestGap = 2;   // along a curve, between pairs of one stretch, and at a common end
 constexpr double kLargestTip = 4;   // along a curve, between the two sides of a slit
 constexpr double kLeastLength = 1;  // of a stretch: shorter ones come of corners and are left to these
 
 constexpr double kLeastReversed = 5;  // of a stretch whose sides cannot be made to agree
-constexpr double kReachOfWay = 0.3;  // to either side, of what counts as the direction of a curve
+constexpr double kReachOfWay = 0.3;   // to either side, of what counts as the direction of a curve
 
 constexpr double kSlimness = 4;            // of a spike, along its sides over across: others are no slits
 constexpr double kCosineOfCorner = 0.866;  // a turn of 30 degrees
-constexpr double kSameWay = 0.35;        // cosine between directions
-constexpr int kMostChains = 16;          // that are looked for among linked pairs
+constexpr double kSameWay = 0.35;          // cosine between directions
+constexpr int kMostChains = 16;            // that are looked for among linked pairs
 constexpr double kBetter = 1 + 1e-6;       // lengths computed in another order differ by less
 
 double squaredDistance(const PointFlt& a, const PointFlt& b) {
@@ -153,9 +154,9 @@ class TopologyAlg::Impl {
  public:
   struct EdgeRecord {
     int curve;
-    int start;                // first node
+    int start;  // first node
     int firstPoint, secondPoint;
-    int stretch;              // whose two sides are twins
+    int stretch;  // whose two sides are twins
     int twin;
     bool circular;
     bool reversed;
@@ -186,8 +187,8 @@ class TopologyAlg::Impl {
     bool sameSense;
     double length;
   };
-  // Side 0 runs along the first curve from first[0] to last[0], which is where the pairs begin and end; side 1
-  // along the other, forward as well: in the same sense its first lies against the first, else its last.
+  // Side 0 runs along the first curve from first[0] to last[0], which is where the pairs begin and end; side
+  // 1 along the other, forward as well: in the same sense its first lies against the first, else its last.
   struct Stretch {
     int first[2], last[2];
     bool sameSense = false;
@@ -284,7 +285,8 @@ bool TopologyAlg::Impl::compute(double distance) {
   findChains(false);
   orient();
   qv::vector<Chain> reversed = std::move(chains_);
-  std::erase_if(reversed, [this](const Chain& c) { return !isReversed(c) || c.length < kLeastReversed * distance_; });
+  std::erase_if(reversed,
+                [this](const Chain& c) { return !isReversed(c) || c.length < kLeastReversed * distance_; });
   findChains(true);
   std::erase_if(chains_, [this](const Chain& c) { return isReversed(c); });
   stretches_.clear();
@@ -362,8 +364,8 @@ void TopologyAlg::Impl::computeWays() {
   }
 }
 
-// On its own curve only for want of another: what is left of a thin spike of the surface lies against its other
-// side too.
+// On its own curve only for want of another: what is left of a thin spike of the surface lies against its
+// other side too.
 void TopologyAlg::Impl::findNearest(bool oriented) {
   const int n = static_cast<int>(points_.size());
   nearest_.assign(points_.size(), -1);
@@ -560,8 +562,7 @@ void TopologyAlg::Impl::orderSides() {
   const int n = 2 * static_cast<int>(stretches_.size());
   qv::vector<Place> places;
   for (int side = 0; side < n; ++side) places.push_back({stretchOf(side).first[side % 2], side});
-  std::sort(places.begin(), places.end(),
-            [](const Place& a, const Place& b) { return a.first < b.first; });
+  std::sort(places.begin(), places.end(), [](const Place& a, const Place& b) { return a.first < b.first; });
   nextSide_.assign(static_cast<std::size_t>(n), -1);
   previousSide_ = nextSide_;
   for (int begin = 0, end = 0; begin < n; begin = end) {
@@ -599,8 +600,7 @@ bool TopologyAlg::Impl::tryJoin(int sNumber, int tNumber) {
   if ((s.sameSense ? nextSide_[sSide] : previousSide_[sSide]) != tSide) return false;
   const int from0 = s.last[0], to0 = t.first[0];
   const int from1 = s.sameSense ? s.last[1] : t.last[1], to1 = s.sameSense ? t.first[1] : s.first[1];
-  const bool close =
-      arc(from0, to0) <= kLargestGap * distance_ && arc(from1, to1) <= kLargestGap * distance_;
+  const bool close = arc(from0, to0) <= kLargestGap * distance_ && arc(from1, to1) <= kLargestGap * distance_;
   if (!close && !(isCovered(from0, to0, from1, to1) && isCovered(from1, to1, from0, to0))) return false;
   if (sNumber == tNumber) {
     s.circular = true;
@@ -724,7 +724,8 @@ void TopologyAlg::Impl::orient() {
   };
   qv::vector<Neighbours> neighbours;
   for (const Chain& chain : chains_)
-    neighbours.push_back({chain.length, curveOf(chain.pairs[0].a), curveOf(chain.pairs[0].b), chain.sameSense});
+    neighbours.push_back(
+        {chain.length, curveOf(chain.pairs[0].a), curveOf(chain.pairs[0].b), chain.sameSense});
   std::stable_sort(neighbours.begin(), neighbours.end(),
                    [](const Neighbours& a, const Neighbours& b) { return a.length > b.length; });
   for (const Neighbours& e : neighbours) agree(e.c, e.d, e.sameSense);
@@ -747,8 +748,8 @@ void TopologyAlg::Impl::makeEdges() {
   for (int i = 0; i < static_cast<int>(stretches_.size()); ++i) {
     const Stretch& s = stretches_[i];
     if (!s.alive) continue;
-    const bool reversed = s.sameSense != (orientation.test(curveOf(s.first[0])) !=
-                                          orientation.test(curveOf(s.first[1])));
+    const bool reversed =
+        s.sameSense != (orientation.test(curveOf(s.first[0])) != orientation.test(curveOf(s.first[1])));
     for (const int side : {0, 1}) {
       int first = s.first[side], last = s.last[side];
       if (s.circular) first = last = side == 0 || s.sameSense ? first : last;

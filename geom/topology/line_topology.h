@@ -85,7 +85,8 @@ class QVGEOM_API TopologyAlg {
   bool compute(double distance);
 
   /// Says which curves belong to one piece and can only be reversed together; without it, each by itself.
-  /// @param pieces one number for each curve, equal for those of a piece; for lack of one a curve is by itself
+  /// @param pieces one number for each curve, equal for those of a piece; for lack of one a curve is by
+  /// itself
   void setPieces(const qv::vector<int>& pieces);
 
   /// One bit for each curve, set for those to be reversed so that neighbours agree: along twins the curves
