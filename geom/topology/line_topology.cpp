@@ -11,6 +11,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <numeric>
 #include <optional>
 #include <tuple>
@@ -32,6 +33,7 @@ constexpr double kLargestTip = 4;   // along a curve, between the two sides of a
 constexpr double kLeastLength = 1;  // of a stretch: shorter ones come of corners and are left to these
 
 constexpr double kLeastReversed = 5;  // of a stretch whose sides cannot be made to agree
+constexpr double kLeastCrossing = 5;  // of a stretch that may be out of order with longer ones
 constexpr double kReachOfWay = 0.3;   // to either side, of what counts as the direction of a curve
 
 constexpr double kSlimness = 4;            // of a spike, along its sides over across: others are no slits
@@ -217,7 +219,8 @@ class TopologyAlg::Impl {
   void acceptChains(qv::vector<Chain>& chains);
   bool isFree(int from, int to) const;
   void take(int from, int to);
-  bool acceptRun(const qv::vector<Pair>& run, bool sameSense);
+  void acceptRun(const qv::vector<Pair>& run, bool sameSense);
+  bool crosses(const Stretch& s) const;
   void orderSides();
   void joinStretches();
   bool tryJoin(int s, int t);
@@ -253,6 +256,9 @@ class TopologyAlg::Impl {
   int endOf(int side) const {
     return side - side % 2 + (side % 2 == 0 || stretches_[side / 2].sameSense ? 1 : 0);
   }
+  std::tuple<int, int, int> placeOf(const Stretch& s) const {
+    return {curveOf(s.first[0]), curveOf(s.first[1]), s.first[0]};
+  }
   double length(const Stretch& s, int side) const { return arc(s.first[side], s.last[side]); }
 
   CompactMesh const& mesh_;
@@ -271,7 +277,8 @@ class TopologyAlg::Impl {
   qv::vector<Chain> chains_;
   qv::vector<bool> taken_;  // by node
   qv::vector<Stretch> stretches_;
-  qv::vector<int> nextSide_, previousSide_;  // along each curve; -1 at the ends of an open one
+  qv::map<std::tuple<int, int, int>, int> accepted_;  // by curves and first node, the first of the other side
+  qv::vector<int> nextSide_, previousSide_;           // along each curve; -1 at the ends of an open one
   qv::vector<EdgeRecord> edges_;
 };
 
@@ -290,6 +297,7 @@ bool TopologyAlg::Impl::compute(double distance) {
   findChains(true);
   std::erase_if(chains_, [this](const Chain& c) { return isReversed(c); });
   stretches_.clear();
+  accepted_.clear();
   taken_.assign(points_.size(), false);
   acceptChains(chains_);
   acceptChains(reversed);
@@ -543,17 +551,31 @@ void TopologyAlg::Impl::take(int from, int to) {
   for (int node = from; node != to; taken_[node] = true) node = next(node);
 }
 
-bool TopologyAlg::Impl::acceptRun(const qv::vector<Pair>& run, bool sameSense) {
-  if (run.size() < 2) return false;
+void TopologyAlg::Impl::acceptRun(const qv::vector<Pair>& run, bool sameSense) {
+  if (run.size() < 2) return;
   Stretch s{{run.front().a, run.front().b}, {run.back().a, run.back().b}};
   s.sameSense = sameSense;
   if (!sameSense) std::swap(s.first[1], s.last[1]);
   // A curve that folds onto itself may run into its own image.
   for (int node = s.first[0]; node != s.last[0]; node = next(node))
-    if (node == s.first[1] || node == s.last[1]) return false;
+    if (node == s.first[1] || node == s.last[1]) return;
+  if (std::max(length(s, 0), length(s, 1)) < kLeastCrossing * distance_ && crosses(s)) return;
   for (const int side : {0, 1}) take(s.first[side], s.last[side]);
+  accepted_[placeOf(s)] = s.first[1];
   stretches_.push_back(s);
-  return true;
+}
+
+// Whether s comes at another place among the stretches of its two curves along the one than along the other,
+// as where a tooth of a rim has been taken for the next one.
+bool TopologyAlg::Impl::crosses(const Stretch& s) const {
+  const int c = curveOf(s.first[0]), d = curveOf(s.first[1]);
+  const auto begin = accepted_.lower_bound({c, d, -1}), end = accepted_.lower_bound({c, d + 1, -1});
+  if (c == d || begin == end) return false;
+  const auto at = accepted_.lower_bound(placeOf(s));
+  int before = (at == begin ? std::prev(end) : std::prev(at))->second;
+  int after = (at == end ? begin : at)->second;
+  if (!s.sameSense) std::swap(before, after);
+  return before != after && steps(before, s.first[1]) > steps(before, after);
 }
 
 // ---- stretches ----

@@ -34,7 +34,8 @@ CompactMesh sampled(const Curves& corners, double spacing, double scale = 1) {
       const int n = std::max(1, static_cast<int>(std::lround(l / spacing)));
       for (int s = 0; s < n; ++s) {
         const float t = static_cast<float>(s) / static_cast<float>(n), f = static_cast<float>(scale);
-        points.push_back({f * (p[0] + t * (q[0] - p[0])), f * (p[1] + t * (q[1] - p[1])), f * (p[2] + t * (q[2] - p[2]))});
+        points.push_back(
+            {f * (p[0] + t * (q[0] - p[0])), f * (p[1] + t * (q[1] - p[1])), f * (p[2] + t * (q[2] - p[2]))});
       }
     }
     lengths.push_back(static_cast<int>(points.size()) - first + 1);
@@ -60,13 +61,14 @@ Points ring(int n, double noise, unsigned seed, double turn) {
   Points points;
   for (int i = 0; i < n; ++i) {
     const double a = turn * 2 * M_PI * (i + aside(random)) / n, r = 1 + aside(random);
-    points.push_back({static_cast<float>(r * std::cos(a)), static_cast<float>(r * std::sin(a)), static_cast<float>(aside(random))});
+    points.push_back({static_cast<float>(r * std::cos(a)), static_cast<float>(r * std::sin(a)),
+                      static_cast<float>(aside(random))});
   }
   return points;
 }
 
-// "curve(place place) curve(place place)" for each edge and its twin, the lower first; ~ if circular, ! if twins
-// run the same way. Places are told in steps of a quarter.
+// "curve(place place) curve(place place)" for each edge and its twin, the lower first; ~ if circular, ! if
+// twins run the same way. Places are told in steps of a quarter.
 std::string told(const TopologyAlg& topology, double scale) {
   std::string all;
   for (EdgeIterator it(topology); it.valid(); it.next()) {
@@ -79,7 +81,8 @@ std::string told(const TopologyAlg& topology, double scale) {
       all += std::to_string(e.getCurve()) + "(";
       for (const auto& v : {e.getFirstVertex(), e.getSecondVertex()})
         for (int k = 0; k < 2 && !e.isCircular(); ++k)
-          all += std::to_string(std::lround(4 * static_cast<double>(v.getPosition()[k]) / scale)) + (k ? " " : ",");
+          all += std::to_string(std::lround(4 * static_cast<double>(v.getPosition()[k]) / scale)) +
+                 (k ? " " : ",");
       all += ")";
     }
     all += " ";
@@ -100,7 +103,11 @@ TEST(LineTopology, FindsStretchesFromCornerToCorner) {
     for (const Case& c :
          {Case{"side by side", {box(0, 0, 1, 1), box(1 + g, 0, 1, 1)}, {}, "0(4,0 4,4 )1(4,4 4,0 ) ", ""},
           Case{"too far", {box(0, 0, 1, 1), box(1.2f, 0, 1, 1)}, {}, "", ""},
-          Case{"one reversed", {box(0, 0, 1, 1), box(1 + g, 0, 1, 1, true)}, {}, "0(4,0 4,4 )1(4,0 4,4 ) ", "1"},
+          Case{"one reversed",
+               {box(0, 0, 1, 1), box(1 + g, 0, 1, 1, true)},
+               {},
+               "0(4,0 4,4 )1(4,0 4,4 ) ",
+               "1"},
           Case{"partly", {box(0, 0, 1, 2), box(1 + g, 0.5f, 1, 1)}, {}, "0(4,2 4,6 )1(4,6 4,2 ) ", ""},
           Case{"three around a place",
                {box(0, 0, 2, 1), box(0, 1 + g, 1, 1), box(1 + g, 1 + g, 1, 1)},
@@ -113,19 +120,27 @@ TEST(LineTopology, FindsStretchesFromCornerToCorner) {
                "0(4,0 4,4 )1(4,4 4,0 ) 0(4,4 0,4 )2(0,4 4,4 ) 1(8,4 4,4 )3(4,4 8,4 ) 2(4,4 4,8 )3(4,8 4,4 ) ",
                ""},
           Case{"a pair apart in the middle",
-               {{{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0.5f, 1.5f, 0}, {1, 2, 0}, {1, 3, 0}, {0, 3, 0}}, box(1 + g, 0, 1, 3)},
+               {{{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0.5f, 1.5f, 0}, {1, 2, 0}, {1, 3, 0}, {0, 3, 0}},
+                box(1 + g, 0, 1, 3)},
                {},
                "0(4,0 4,4 )1(4,4 4,0 ) 0(4,8 4,12 )1(4,12 4,8 ) ",
                ""},
           Case{"rings", {hand, other}, {}, "~0()1() ", ""},
-          Case{"a chain of three", {box(0, 0, 1, 1), box(1 + g, 0, 1, 1, true), box(2 + 2 * g, 0, 1, 1)}, {},
-               "0(4,0 4,4 )1(4,0 4,4 ) 1(8,4 8,0 )2(8,4 8,0 ) ", "1"},
-          Case{"two curves of a piece", {box(0, 0, 1, 1), box(1 + g, 0, 1, 1, true), box(4, 0, 1, 1), box(5 + g, 0, 1, 1)},
+          Case{"a chain of three",
+               {box(0, 0, 1, 1), box(1 + g, 0, 1, 1, true), box(2 + 2 * g, 0, 1, 1)},
+               {},
+               "0(4,0 4,4 )1(4,0 4,4 ) 1(8,4 8,0 )2(8,4 8,0 ) ",
+               "1"},
+          Case{"two curves of a piece",
+               {box(0, 0, 1, 1), box(1 + g, 0, 1, 1, true), box(4, 0, 1, 1), box(5 + g, 0, 1, 1)},
                {7, 3, 3, 5},
                "0(4,0 4,4 )1(4,0 4,4 ) 2(20,0 20,4 )3(20,4 20,0 ) ",
                "123"},
-          Case{"no way to agree", {box(0, 0, 1, 1), box(1 + g, 0, 1, 1, true)}, {3, 3},
-               "!0(4,0 4,4 )1(4,0 4,4 ) ", ""}}) {
+          Case{"no way to agree",
+               {box(0, 0, 1, 1), box(1 + g, 0, 1, 1, true)},
+               {3, 3},
+               "!0(4,0 4,4 )1(4,0 4,4 ) ",
+               ""}}) {
       SCOPED_TRACE(std::string(c.name) + ", scale " + std::to_string(std::log10(scale)));
       const CompactMesh mesh = sampled(c.curves, 0.02, scale);
       TopologyAlg topology(mesh);
@@ -177,7 +192,8 @@ TEST(LineTopology, TakesEveryPlaceOnce) {
     Curves curves(2 + random() % 5);
     for (Points& curve : curves) {
       curve.resize(1 + random() % 9);
-      for (auto& p : curve) p = {size * unit(random), size * unit(random), random() % 2 ? 0 : 0.1f * unit(random)};
+      for (auto& p : curve)
+        p = {size * unit(random), size * unit(random), random() % 2 ? 0 : 0.1f * unit(random)};
     }
     const CompactMesh mesh = sampled(curves, seed % 3 ? 0.02 : 0.003);
     TopologyAlg topology(mesh);
@@ -214,7 +230,8 @@ TEST(LineTopology, RefusesWhatCannotBe) {
   };
   const double inf = std::numeric_limits<double>::infinity();
   for (const double distance : {0.0, -1.0, inf, -inf, std::nan("")}) EXPECT_FALSE(compute(distance, 0, 0));
-  EXPECT_FALSE(compute(0.1, NAN, 0) || compute(0.1, INFINITY, 0) || compute(0.1, 0, -1) || compute(0.1, 0, 1 << 30));
+  EXPECT_FALSE(compute(0.1, NAN, 0) || compute(0.1, INFINITY, 0) || compute(0.1, 0, -1) ||
+               compute(0.1, 0, 1 << 30));
   for (const double distance : {0.1, 1e-300, 1e300, 5e-324}) EXPECT_TRUE(compute(distance, 0, 0));
   EXPECT_TRUE(compute(1e-300, 3e38f, 0));
   CompactMesh none;
