@@ -1,41 +1,13 @@
 #include "geom/topology/components.h"
 
 #include <algorithm>
-#include <numeric>
 
 #include "geom/model/keel/channels.h"
 #include "geom/model/keel/containers.h"
+#include "geom/model/keel/joined_sets.h"
 #include "geom/model/keel/stop_watch.h"
 
 namespace qvGeom {
-
-namespace {
-
-// Sets of vertices that are joined by triangles, as trees towards the lowest vertex of each.
-// Triangles that share a vertex are connected, so this is the flood over triangles without its jumps through
-// memory: one pass in storage order joins, another one numbers.
-class JoinedVertices {
- public:
-  explicit JoinedVertices(int n) {
-    parent_.resizeForOverwrite(n);
-    std::iota(parent_.begin(), parent_.end(), 0);
-  }
-
-  int root(int v) {
-    while (parent_[v] != v) v = parent_[v] = parent_[parent_[v]];
-    return v;
-  }
-  void join(int a, int b) {
-    a = root(a);
-    b = root(b);
-    if (a != b) parent_[std::max(a, b)] = std::min(a, b);
-  }
-
- private:
-  Array<int> parent_;
-};
-
-}  // namespace
 
 int meshComponents(CompactMesh const& mesh, MeshAdjTris const&, Array<int>* vertexComponent) {
   debugChannel().print("meshComponents(): %d triangles\n", mesh.getNumTriangles());
@@ -43,7 +15,9 @@ int meshComponents(CompactMesh const& mesh, MeshAdjTris const&, Array<int>* vert
   watch.start();
   const int n = mesh.getNumVertices();
   MeshTriangle const* triangles = mesh.getTriangles();
-  JoinedVertices joined(n);
+  // Triangles that share a vertex are connected, so this is the flood over triangles without its jumps
+  // through memory: one pass in storage order joins, another one numbers.
+  qvUtil::JoinedSets joined(n);
   for (int t = 0; t < mesh.getNumTriangles(); ++t) {
     joined.join(triangles[t][0], triangles[t][1]);
     joined.join(triangles[t][0], triangles[t][2]);

@@ -255,12 +255,16 @@ class QVGEOM_API TopoMesh : public qv::ReferenceCount {
   ///   has both ends;
   /// - when two triangles, one at each end, would come to lie upon each other, as in a tetrahedron.
   bool contractEdge(TopoMeshEdge e, TopoMeshVertex keep);
+  /// Whether `contractEdge` would do its work.
+  bool canContractEdge(TopoMeshEdge e, TopoMeshVertex keep) const;
 
   /// Sews two boundary half-edges together: a's start and b's end become one vertex, a's, likewise a's end
   /// and b's start, and a and b become twins. All half-edges of the removed vertices are re-hung, of every
   /// fan; none, one or two vertices go. Refused when a = b or either has a twin, when a is or would become an
   /// edge from a vertex to itself, or when two different vertices to be joined belong to one face already.
   bool mergeVertices(TopoMeshEdge a, TopoMeshEdge b);
+  /// Whether `mergeVertices` would do its work.
+  bool canMergeVertices(TopoMeshEdge a, TopoMeshEdge b) const;
 
   /// Checks every invariant in O(elements): lists and counts, closed face cycles of stated size, mutual and
   /// opposite twins, rings of outgoing half-edges complete, first edges right.

@@ -384,11 +384,14 @@ bool canContract(Edge* e, const Vertex* gone, const Vertex* kept) {
 
 }  // namespace
 
-bool TopoMesh::contractEdge(TopoMeshEdge e, TopoMeshVertex keep) {
+bool TopoMesh::canContractEdge(TopoMeshEdge e, TopoMeshVertex keep) const {
   if (!e.isAlive() || !keep.isAlive() || (keep != e.start() && keep != e.end())) return false;
-  Vertex *const kept = keep.record_, *const gone = (keep == e.start() ? e.end() : e.start()).record_;
-  if (!canContract(e.record_, gone, kept)) return false;
+  return canContract(e.record_, (keep == e.start() ? e.end() : e.start()).record_, keep.record_);
+}
 
+bool TopoMesh::contractEdge(TopoMeshEdge e, TopoMeshVertex keep) {
+  if (!canContractEdge(e, keep)) return false;
+  Vertex *const kept = keep.record_, *const gone = (keep == e.start() ? e.end() : e.start()).record_;
   Edge* const twin = e.record_->twin;
   rehang(gone, kept);
   collapseSide(e.record_);
@@ -420,14 +423,19 @@ void TopoMesh::collapseSide(Edge* e) {
   faces_.remove(f);
 }
 
-bool TopoMesh::mergeVertices(TopoMeshEdge a, TopoMeshEdge b) {
+bool TopoMesh::canMergeVertices(TopoMeshEdge a, TopoMeshEdge b) const {
   if (!a.isAlive() || !b.isAlive() || a == b || a.twin() || b.twin()) return false;
-  Vertex *const u = a.record_->start, *const w = topo::endOf(a.record_);
-  Vertex *const x = b.record_->start, *const y = topo::endOf(b.record_);  // u and y, w and x become one
+  const Vertex *const u = a.record_->start, *const w = topo::endOf(a.record_);
+  const Vertex *const x = b.record_->start, *const y = topo::endOf(b.record_);
   if (u == w || x == y) return false;
   // Were u and x one, or w and y, the edge would become a loop; a or b then joins vertices of its own face.
-  if ((u != y && shareFace(u, y)) || (w != x && shareFace(w, x))) return false;
+  return (u == y || !shareFace(u, y)) && (w == x || !shareFace(w, x));
+}
 
+bool TopoMesh::mergeVertices(TopoMeshEdge a, TopoMeshEdge b) {
+  if (!canMergeVertices(a, b)) return false;
+  Vertex *const u = a.record_->start, *const w = topo::endOf(a.record_);
+  Vertex *const x = b.record_->start, *const y = topo::endOf(b.record_);  // u and y, w and x become one
   if (u != y) {
     rehang(y, u);
     vertices_.remove(y);
