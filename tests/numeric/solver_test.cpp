@@ -123,7 +123,7 @@ TEST(SparseMatrix, ProductsHaveTheBitsOfTheRows) {
       for (int pass = 0; pass < 3; ++pass) {
         qvUtil::Progress calm, cancelled;
         cancelled.cancel();
-        EXPECT_FALSE(system.A.prepareProducts(cancelled));
+        EXPECT_EQ(system.A.prepareProducts(cancelled), pass == 2);  // pass 1 left it prepared
         if (pass == 1) {
           EXPECT_TRUE(system.A.prepareProducts(calm));
         }
