@@ -1,4 +1,4 @@
-// The verbs that close, open and flatten surfaces: cut, fill, flatten, clean.
+// The verbs that close, open and flatten surfaces: stitch, cut, fill, flatten, clean.
 
 #include <algorithm>
 #include <filesystem>
@@ -49,6 +49,39 @@ TEST_F(FlattenVerbs, CutKeepsTextureWithSplitVertices) {
   for (int i = 0; i < 12; ++i)
     EXPECT_EQ(floatsOf(open.getUVsRaw() + 2 * open.getTrianglesRaw()[i], 2),
               floatsOf(whole.getUVsRaw() + 2 * whole.getTrianglesRaw()[i], 2));
+}
+
+// Two open boxes that face each other; the second faces inwards.
+TEST_F(FlattenVerbs, StitchJoinsHalves) {
+  const auto square = [](double z) {
+    std::string text;
+    for (const char* xy : {"0 0 ", "4 0 ", "4 4 ", "0 4 "}) text += "v " + (xy + std::to_string(z)) + "\n";
+    return text;
+  };
+  folder.write("in.obj", square(0) + square(1) + square(1.05) + square(2) +
+                             "f 4 3 2 1\nf 1 2 6 5\nf 2 3 7 6\nf 3 4 8 7\nf 4 1 5 8\n"
+                             "f 16 15 14 13\nf 13 14 10 9\nf 14 15 11 10\nf 15 16 12 11\nf 16 13 9 12\n");
+  const auto r = run("stitch in.obj --distance 0.2 --json -o out.obj");
+  EXPECT_EQ(r.code, 0) << r.err;
+  const json report = json::parse(r.out);
+  EXPECT_EQ(report["before"]["boundaryLoops"], 2);
+  EXPECT_EQ(report["after"]["boundaryLoops"], 0);
+  EXPECT_EQ(report["after"]["pieces"], 1);
+  EXPECT_EQ(Adjacency(meshIn("out.obj")).boundaries.size(), 0);
+  EXPECT_EQ(run("check out.obj").code, 0);
+  EXPECT_EQ(run("clean in.obj --stitch 0.2 --fill none -o cleaned.obj").code, 0);
+  EXPECT_EQ(meshIn("cleaned.obj").getNumTriangles(), meshIn("out.obj").getNumTriangles());
+
+  EXPECT_EQ(run("stitch in.obj --distance 0.01 -o out.obj").code, 1);  // too far apart
+  const auto one = run("stitch in.obj --distance 0.2 --boundaries 1 -o out.obj");
+  EXPECT_EQ(one.code, 1);
+  EXPECT_THAT(one.err, HasSubstr("not stitched"));
+  const auto none = run("stitch in.obj --distance 0.2 --boundaries 1,2 -o out.obj");
+  EXPECT_EQ(none.code, 2);
+  EXPECT_THAT(none.err,
+              HasSubstr("--boundaries: there is no boundary loop 2; the mesh has 2 boundary loops"));
+  for (const char* bad : {"--distance 0", "--distance -1", "--distance inf", "--distance 1 --seam 2"})
+    EXPECT_EQ(run(std::string("stitch in.obj -o out.obj ") + bad).code, 2) << bad;
 }
 
 TEST_F(FlattenVerbs, FillTellsOfEachHole) {

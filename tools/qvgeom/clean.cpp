@@ -7,6 +7,7 @@
 #include "mesh_repair.h"
 #include "mesh_shape.h"
 #include "mesh_verb.h"
+#include "seams.h"
 #include "verbs.h"
 
 namespace tool {
@@ -19,6 +20,7 @@ namespace {
 struct Options {
   MeshFiles files;
   RepairTests tests;
+  SeamPlan seams;
   HolePlan holes;
   bool flatten = false;
   std::string picture;
@@ -74,6 +76,7 @@ class Cleaning {
     weld();
     buildRecords();
     bool isClean = repair();
+    if (options_.seams.distance > 0) stitch();
     if (options_.holes.quality != "none") isClean = fill() && isClean;
     console_.throwIfInterrupted();
     if (hadNormals_) meshComputeNormals(mesh_);
@@ -126,6 +129,12 @@ class Cleaning {
                         fromTo("triangles", triangles, mesh_.getNumTriangles()),
                     {{"clean", isClean}, {"steps", asJson(repair.steps())}});
     return isClean;
+  }
+
+  // Nothing to join is no defect.
+  void stitch() {
+    const Stitched result = stitchMesh(mesh_, options_.seams, console_);
+    journal_.finish("stitch", result.asText(), result.asJson());
   }
 
   bool fill() {
@@ -199,6 +208,10 @@ Verb makeClean(CLI::App& program) {
   options->files.addInput(*app);
   options->files.addOutput(*app);
   options->tests.addTo(*app);
+  app->add_option("--stitch", options->seams.distance,
+                  "join boundaries that run side by side no farther apart than this")
+      ->type_name("DISTANCE")
+      ->check(CLI::PositiveNumber);
   options->holes.addQuality(*app, "--fill", {"none"});
   options->holes.addMaxLength(*app);
   CLI::Option* flatten = app->add_flag("--flatten", options->flatten, "give it texture coordinates");
@@ -207,7 +220,8 @@ Verb makeClean(CLI::App& program) {
       ->needs(flatten);
   app->add_flag("--json", options->json, "print a report of all stages on standard output");
   app->footer(
-      "Does what 'weld --ignore-normals', 'repair', 'fill' and 'flatten' do one after another, and drops\n"
+      "Does what 'weld --ignore-normals', 'repair', 'stitch', 'fill' and 'flatten' do one after another, and "
+      "drops\n"
       "vertices that no triangle uses. The output is written in any case; the exit code is 1 when defects\n"
       "remain, a hole stays open or the mesh cannot be flattened.\n\n"
       "Examples:\n  qvgeom clean scan.obj -o clean.obj\n"

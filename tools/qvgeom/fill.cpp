@@ -20,7 +20,7 @@ struct Options {
 
 ExitCode runFill(const Options& options, Console& console) {
   if (options.json) options.files.refuseStandardOutput();
-  options.plan.chosen();  // a typing error must not cost the time of reading
+  options.plan.holes.check();
   qvOS::StopWatch watch;
   watch.start();
   Filling filling;
@@ -53,8 +53,7 @@ Verb makeFill(CLI::App& program) {
   options->files.addInput(*app);
   options->files.addOutput(*app);
   options->plan.addQuality(*app, "--quality");
-  app->add_option("--holes", options->plan.holes, "all, or numbers with commas between them")
-      ->capture_default_str();
+  options->plan.holes.addTo(*app);
   options->plan.addMaxLength(*app);
   app->add_flag("--json", options->json, "print what became of each hole on standard output");
   app->footer(

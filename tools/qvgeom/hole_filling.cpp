@@ -2,11 +2,8 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstring>
-#include <string_view>
 
-#include "exit_code.h"
 #include "mesh_shape.h"
 #include "mesh_verb.h"
 
@@ -35,24 +32,6 @@ qvGeom::HoleQuality HolePlan::hole() const {
   return quality == "triangulate" ? qvGeom::HoleQualityTriangulate
          : quality == "fair"      ? qvGeom::HoleQualityFair
                                   : qvGeom::HoleQualityRefine;
-}
-
-std::optional<std::vector<int>> HolePlan::chosen() const {
-  if (holes == "all") return {};
-  std::vector<int> numbers;
-  for (std::string_view rest = holes;;) {
-    const std::string_view field = rest.substr(0, rest.find(','));
-    int number = -1;
-    const auto [end, error] = std::from_chars(field.data(), field.data() + field.size(), number);
-    if (error != std::errc() || end != field.data() + field.size() || number < 0)
-      throw Failure(kUsage, "--holes: '" + holes + "' is neither 'all' nor numbers with commas between them");
-    numbers.push_back(number);
-    if (field.size() == rest.size()) break;
-    rest.remove_prefix(field.size() + 1);
-  }
-  std::sort(numbers.begin(), numbers.end());
-  numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
-  return numbers;
 }
 
 int Filling::numOpen() const {
@@ -175,19 +154,6 @@ bool isOpen(const MeshBoundaries& loops, int hole, const Renumbering& numbers, c
   return false;
 }
 
-std::vector<int> holeNumbers(const HolePlan& plan, int numLoops) {
-  std::vector<int> numbers;
-  if (const auto chosen = plan.chosen()) {
-    numbers = *chosen;
-    if (!numbers.empty() && numbers.back() >= numLoops)
-      throw Failure(kUsage, "--holes: there is no hole " + std::to_string(numbers.back()) +
-                                "; the mesh has " + counted(numLoops, "hole"));
-  } else {
-    for (int i = 0; i < numLoops; ++i) numbers.push_back(i);
-  }
-  return numbers;
-}
-
 }  // namespace
 
 Filling fillHoles(CompactMesh& mesh, const HolePlan& plan, double share, Console& console) {
@@ -202,7 +168,7 @@ Filling fillHoles(CompactMesh& mesh, const HolePlan& plan, double share, Console
   filling.vertices[0] = mesh.getNumVertices();
   filling.triangles[0] = mesh.getNumTriangles();
   qv::list<int> tried;
-  for (const int i : holeNumbers(plan, loops->size())) {
+  for (const int i : plan.holes.numbers(loops->size())) {
     const int edges = loops->getLength(i);
     const std::string why = edges < 3 ? "its boundary is no loop"
                             : edges > plan.maxLength

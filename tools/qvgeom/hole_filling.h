@@ -2,27 +2,25 @@
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "geom/qvGeom.h"
 
 #include "console.h"
+#include "loop_choice.h"
 
 namespace tool {
 
 /// Which holes to fill, and how.
 struct HolePlan {
   std::string quality = "refine";
-  std::string holes = "all";
+  LoopChoice holes{"--holes", "hole"};
   int maxLength = 3000;  ///< edges; the work grows with the third power, and takes seconds here
 
   void addQuality(CLI::App& app, const std::string& name, const std::vector<std::string>& more = {});
   void addMaxLength(CLI::App& app);
   qvGeom::HoleQuality hole() const;
-  /// The numbers that `holes` names, increasing; none for all. Throws a usage failure.
-  std::optional<std::vector<int>> chosen() const;
 };
 
 /// What became of the holes that were to be filled.

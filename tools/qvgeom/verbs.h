@@ -39,6 +39,7 @@ Verb makeRepair(CLI::App& program);
 Verb makeReverse(CLI::App& program);
 Verb makeSelect(CLI::App& program);
 Verb makeSmooth(CLI::App& program);
+Verb makeStitch(CLI::App& program);
 Verb makeSwapEdges(CLI::App& program);
 Verb makeTransform(CLI::App& program);
 Verb makeWeld(CLI::App& program);
