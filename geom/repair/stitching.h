@@ -16,17 +16,17 @@ namespace qvGeom {
 /// stretches that cannot be made to agree stay open.
 ///
 /// @param boundaries numbers of the loops, in any order; those out of range are passed over, and one that is
-///                   given twice counts once
+///   given twice counts once
 /// @param distanceTolerance how far the sides of a gap may lie apart, in model units
-/// @param seamTolerance     how near to the end of an edge a vertex of the other side is taken for it: a
-/// fraction
-///                   of the edge's length
-/// @return whether the stitching was carried out, also when it found nothing to zip. False, and the mesh as
+/// @param seamTolerance how near to the end of an edge a vertex of the other side is taken for it, as a share
+/// of
+///   the edge's length
+/// @return whether the stitching was carried out, also when it found nothing to zip. False, with the mesh as
 /// it
-///         was, when fewer than two loops have ten samples, a tolerance or a coordinate of a loop will not do
-///         (not finite; a distance that is not positive), or there would be more samples than an int counts;
-///         false, with the turned pieces staying turned, when windings still disagree after one pass over
-///         them
+///   was, when fewer than two loops have ten samples, a tolerance or a coordinate of a loop will not do (not
+///   finite; a distance that is not positive), or there would be more than 2^26 samples, which take
+///   gigabytes; false, with the turned pieces staying turned, when windings still disagree after one pass
+///   over them
 ///
 /// Changes the mesh by at most one notice for each piece turned over and one MeshModifyRep::merge, of which
 /// all that is said there holds; the records describe the mesh as it was. O(V + T + n log n) for n samples.
