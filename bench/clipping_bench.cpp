@@ -32,8 +32,24 @@ struct Sum {
   std::int64_t calls = 0;
 };
 
-void clipTriangles(benchmark::State& state, float scale, double least, double most) {
+// @param alg whose callback adds to the sum; of the mesh, between two shares of as many calls as it has
+//            triangles are to be in view
+template <typename Alg>
+void clip(benchmark::State& state, Alg& alg, const Sum& sum, float scale, double least, double most) {
   const CompactMesh mesh = torusOf(state.range(0));
+  std::int64_t calls = 0;
+  for (auto _ : state) {
+    const std::int64_t before = sum.calls;
+    if (!alg.evaluateMesh(mesh, viewOf(scale))) state.SkipWithError("nothing in view");
+    calls = sum.calls - before;
+  }
+  const double share = static_cast<double>(calls) / mesh.getNumTriangles();
+  if (!(share >= least && share <= most) || !std::isfinite(sum.value))
+    state.SkipWithError("wrong share in view");
+  countTriangles(state, mesh);
+}
+
+void clipTriangles(benchmark::State& state, float scale, double least, double most) {
   Clip::TriangleAlgorithm alg;
   Sum sum;
   const auto add = [](void* user, const HPoint& a, const HPoint& b, const HPoint& c) {
@@ -43,20 +59,12 @@ void clipTriangles(benchmark::State& state, float scale, double least, double mo
     return true;
   };
   alg.setTriangleFunc(add, &sum);
-  for (auto _ : state) {
-    sum = {};
-    if (!alg.evaluateMesh(mesh, viewOf(scale))) state.SkipWithError("nothing in view");
-  }
-  const double share = static_cast<double>(sum.calls) / mesh.getNumTriangles();
-  if (!(share >= least && share <= most) || !std::isfinite(sum.value))
-    state.SkipWithError("wrong share in view");
-  countTriangles(state, mesh);
+  clip(state, alg, sum, scale, least, most);
 }
 BENCHMARK_CAPTURE(clipTriangles, whole, 0.3f, 1, 1)->Apply(allSizes);
 BENCHMARK_CAPTURE(clipTriangles, part, 0.6f, 0.1, 0.9)->Apply(allSizes);
 
 void clipLines(benchmark::State& state, float scale, double least, double most) {
-  const CompactMesh mesh = torusOf(state.range(0));
   Clip::LineAlgorithm alg;
   Sum sum;
   const auto add = [](void* user, const HPoint& a, const HPoint& b) {
@@ -66,14 +74,7 @@ void clipLines(benchmark::State& state, float scale, double least, double most) 
     return true;
   };
   alg.setLineFunc(add, &sum);
-  for (auto _ : state) {
-    sum = {};
-    if (!alg.evaluateMesh(mesh, viewOf(scale))) state.SkipWithError("nothing in view");
-  }
-  const double share = static_cast<double>(sum.calls) / mesh.getNumTriangles();
-  if (!(share >= least && share <= most) || !std::isfinite(sum.value))
-    state.SkipWithError("wrong share in view");
-  countTriangles(state, mesh);
+  clip(state, alg, sum, scale, least, most);
 }
 BENCHMARK_CAPTURE(clipLines, whole, 0.3f, 1, 1)->Apply(allSizes);
 BENCHMARK_CAPTURE(clipLines, part, 0.6f, 0.1, 0.9)->Apply(allSizes);

@@ -5,30 +5,22 @@
 #include <CGAL/Exact_predicates_inexact_constructions_kernel.h>
 #include <CGAL/Polygon_mesh_processing/border.h>
 #include <CGAL/Polygon_mesh_processing/triangulate_hole.h>
-#include <CGAL/Surface_mesh.h>
 #include <algorithm>
 #include <cmath>
 #include <iterator>
 #include <tuple>
 #include <vector>
 
+#include "bench/cgal_mesh.h"
 #include "bench/holes_scene.h"
 
 namespace qvGeom {
 
 FilledHole fillByCgal(const CompactMesh& mesh) {
-  using Surface = CGAL::Surface_mesh<CGAL::Exact_predicates_inexact_constructions_kernel::Point_3>;
-  using Vertex = Surface::Vertex_index;
   namespace processing = CGAL::Polygon_mesh_processing;
-  Surface surface;
-  for (int v = 0; v < mesh.getNumVertices(); ++v) {
-    const MeshVertex& p = mesh.getVertices()[v];
-    surface.add_vertex({p.x, p.y, p.z});
-  }
-  for (int t = 0; t < mesh.getNumTriangles(); ++t) {
-    int const* v = mesh.getTriangles()[t].v;
-    surface.add_face(Vertex(v[0]), Vertex(v[1]), Vertex(v[2]));
-  }
+  auto surface = surfaceMeshOf<CGAL::Exact_predicates_inexact_constructions_kernel>(mesh);
+  using Surface = decltype(surface);
+  using Vertex = Surface::Vertex_index;
   std::vector<Surface::Halfedge_index> borders;
   processing::extract_boundary_cycles(surface, std::back_inserter(borders));
   FilledHole filled;

@@ -2,32 +2,22 @@
 // back is within the time.
 
 #include <CGAL/Simple_cartesian.h>
-#include <CGAL/Surface_mesh.h>
 #include <CGAL/Surface_mesh_simplification/Policies/Edge_collapse/Count_ratio_stop_predicate.h>
 #include <CGAL/Surface_mesh_simplification/edge_collapse.h>
 
+#include "bench/cgal_mesh.h"
 #include "bench/reduction_scene.h"
 
 namespace qvGeom {
 
 CompactMesh reduceByCgal(const CompactMesh& mesh, double fraction) {
-  using Surface = CGAL::Surface_mesh<CGAL::Simple_cartesian<double>::Point_3>;
-  using Vertex = Surface::Vertex_index;
-  Surface surface;
-  surface.reserve(mesh.getNumVertices(), 3 * mesh.getNumTriangles() / 2, mesh.getNumTriangles());
-  for (int v = 0; v < mesh.getNumVertices(); ++v) {
-    const MeshVertex& p = mesh.getVertices()[v];
-    surface.add_vertex({p.x, p.y, p.z});
-  }
-  for (int t = 0; t < mesh.getNumTriangles(); ++t) {
-    int const* v = mesh.getTriangles()[t].v;
-    surface.add_face(Vertex(v[0]), Vertex(v[1]), Vertex(v[2]));
-  }
+  auto surface = surfaceMeshOf<CGAL::Simple_cartesian<double>>(mesh);
+  using Surface = decltype(surface);
   namespace simplification = CGAL::Surface_mesh_simplification;
   simplification::edge_collapse(surface, simplification::Count_ratio_stop_predicate<Surface>(fraction));
   surface.collect_garbage();
   shapes::Points points;
-  for (const Vertex v : surface.vertices()) {
+  for (const Surface::Vertex_index v : surface.vertices()) {
     const auto& p = surface.point(v);
     points.push_back({static_cast<float>(p.x()), static_cast<float>(p.y()), static_cast<float>(p.z())});
   }

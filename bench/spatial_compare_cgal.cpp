@@ -7,7 +7,6 @@
 #include <CGAL/Exact_predicates_inexact_constructions_kernel.h>
 #include <CGAL/Polygon_mesh_processing/self_intersections.h>
 #include <CGAL/Simple_cartesian.h>
-#include <CGAL/Surface_mesh.h>
 #include <CGAL/box_intersection_d.h>
 #include <cmath>
 #include <iterator>
@@ -44,20 +43,6 @@ std::vector<typename Kernel::Triangle_3> trianglesOf(const CompactMesh& mesh,
     triangles.emplace_back(points[v[0]], points[v[1]], points[v[2]]);
   }
   return triangles;
-}
-
-ExactMesh surfaceMeshOf(const CompactMesh& mesh) {
-  ExactMesh surface;
-  using Vertex = ExactMesh::Vertex_index;
-  for (int v = 0; v < mesh.getNumVertices(); ++v) {
-    const MeshVertex& p = mesh.getVertices()[v];
-    surface.add_vertex({p.x, p.y, p.z});
-  }
-  for (int t = 0; t < mesh.getNumTriangles(); ++t) {
-    int const* v = mesh.getTriangles()[t].v;
-    surface.add_face(Vertex(v[0]), Vertex(v[1]), Vertex(v[2]));
-  }
-  return surface;
 }
 
 std::vector<TriangleBox> boxesOf(const ExactTriangles& triangles) {
@@ -102,7 +87,7 @@ class CgalSide : public SpatialSide {
     return tally;
   }
   Tally selfIntersection() override {
-    if (surface_.is_empty()) surface_ = surfaceMeshOf(mesh_);
+    if (surface_.is_empty()) surface_ = surfaceMeshOf<Exact>(mesh_);
     std::vector<std::pair<ExactMesh::Face_index, ExactMesh::Face_index>> pairs;
     CGAL::Polygon_mesh_processing::self_intersections<CGAL::Sequential_tag>(surface_,
                                                                             std::back_inserter(pairs));
