@@ -73,12 +73,22 @@ TEST(ClipSpace, SidesAreStrictAndSharedOnesDecide) {
   const float around[] = {-3, 0, 0, 3, 3, 0, 0, 0, 0};
   for (const auto& [count, result] : {std::pair{2, Clip::Clipped}, {3, Clip::Visible}, {-1, Clip::Culled}})
     EXPECT_EQ(Clip::clipVertices(around, count, {}), result);
-  const Range2d right({0.5, -1}, {1, 1});
-  for (const double x : {-3, -1, 0, 1, 2}) {
-    const double numbers[] = {x - 1, 0, -5, x, 0, 0};
-    EXPECT_EQ(bboxClipTest(BoundingBox(numbers), {}), x > -2);
-    EXPECT_EQ(bboxClipTest(BoundingBox(numbers), {}, right), x > 0);
-  }
+  const Range2d window({-0.5, -0.75}, {0.25, 0.875});
+  const double low[] = {-1, -1, -1}, high[] = {1, 1, 1}, lowInWindow[] = {-0.5, -0.75, -1},
+               highInWindow[] = {0.25, 0.875, 1};
+  for (int axis = 0; axis < 3; ++axis)
+    for (const double at : {-1.125, -1.0, -0.75, -0.5, 0.25, 0.875, 1.0, 1.125})
+      for (const double far : {-5, 5}) {  // a flat box across another axis, one of whose corners decides
+        double numbers[] = {0, 0, 0, 0, 0, 0};
+        numbers[axis] = numbers[3 + axis] = at;
+        const int across = (axis + 1) % 3;
+        (far < 0 ? numbers[across] : numbers[3 + across]) = far;
+        const auto isWithin = [&](const double* from, const double* to) {
+          return at >= from[axis] && at <= to[axis];
+        };
+        EXPECT_EQ(bboxClipTest(BoundingBox(numbers), {}), isWithin(low, high));
+        EXPECT_EQ(bboxClipTest(BoundingBox(numbers), {}, window), isWithin(lowInWindow, highInWindow));
+      }
   EXPECT_FALSE(bboxClipTest(BoundingBox(), {}));
 }
 
@@ -197,6 +207,12 @@ TEST(Clip, FewPointsAndCorners) {
   EXPECT_FALSE(seen.triangles.evaluateMesh(shapes::make({{0, 1, 1}}), {}));
   EXPECT_FALSE(seen.lines.evaluateMesh(shapes::make({{0, 0, 0}}), {}));
   EXPECT_TRUE(seen.triangles.evaluateMesh(shapes::make(shapes::Points(3), {}), {}));
+  seen.triangles.setTriangleFunc(seeTriangle, &seen);
+  for (const bool clockwise : {false, true}) {  // without area: neither side
+    seen.triangles.setClockwiseFront(clockwise);
+    EXPECT_TRUE(seen.triangles.evaluateMesh(shapes::make(shapes::Points(3), {{0, 1, 2}}), {}));
+    EXPECT_EQ(seen.triangles.isFrontFacing(), !clockwise);
+  }
 }
 
 TEST(ScreenPicking, AgreesWithAllTrianglesOneByOne) {
