@@ -31,52 +31,49 @@ TopoMeshEdge boundaryBefore(TopoMeshEdge e) {
   return prev;
 }
 
-// The boundary edge that enters a vertex; the one that leaves it is where an iterator starts.
-TopoMeshEdge boundaryInto(TopoMeshVertex v) { return boundaryBefore(TopoMeshBoundaryIterator(v).get()); }
-
 Vector along(TopoMeshEdge e) { return e.end().point() - e.start().point(); }
 
-// The boundary edges on the way from one vertex forward to another; none when it does not lead there.
-Edges forwardEdges(TopoMeshVertex from, TopoMeshVertex to) {
+// The boundary edges from one on as far as a vertex, or all around when that is where it starts; none when
+// the way does not lead there.
+Edges walkForward(TopoMeshEdge first, TopoMeshVertex to) {
   Edges edges;
-  TopoMeshBoundaryIterator it(from);
-  const TopoMeshEdge first = it.get();
-  for (TopoMeshEdge e = first; e; e = it.nextEdge()) {
+  if (!first.isAlive() || first.twin()) return edges;
+  TopoMeshEdge e = first;
+  do {
     edges.push_back(e);
-    if (e.end() == to) return edges;
-    if (e.end() == from) break;
-  }
+    const bool arrives = e.end() == to;
+    e = boundaryAfter(e);
+    if (arrives && (to != first.start() || e == first)) return edges;
+  } while (e && e != first);
   return {};
-}
-
-// The same backward.
-Edges backwardEdges(TopoMeshVertex from, TopoMeshVertex to) {
-  Edges edges;
-  for (TopoMeshEdge e = boundaryInto(from); e; e = boundaryBefore(e)) {
-    edges.push_back(e);
-    if (e.start() == to) return edges;
-    if (e.start() == from) break;
-  }
-  return {};
-}
-
-// The vertices of a whole loop, forward from v; none when it does not come back to v.
-qv::vector<TopoMeshVertex> loopFrom(TopoMeshVertex v) {
-  qv::vector<TopoMeshVertex> vertices;
-  for (const TopoMeshEdge e : forwardEdges(v, v)) vertices.push_back(e.start());
-  return vertices;
-}
-
-TopoMeshVertex nearestTo(const Point& p, const qv::vector<TopoMeshVertex>& vertices) {
-  return *std::min_element(vertices.begin(), vertices.end(), [&](TopoMeshVertex a, TopoMeshVertex b) {
-    return distance2(a.point(), p) < distance2(b.point(), p);
-  });
 }
 
 template <typename Handle>
 bool haveCommon(qv::vector<Handle> a, qv::vector<Handle> b) {
   std::sort(a.begin(), a.end());
   return std::any_of(b.begin(), b.end(), [&](Handle h) { return std::binary_search(a.begin(), a.end(), h); });
+}
+
+// The shortest way forward between two vertices, of which the first may begin several, one in each fan; none
+// when there is no way that shares no edge with another one.
+Edges shortestWay(TopoMeshVertex from, TopoMeshVertex to, const Edges& other) {
+  Edges shortest;
+  if (!from.isAlive()) return shortest;
+  for (const TopoMeshEdge e : from.outgoingEdges()) {
+    Edges way = walkForward(e, to);
+    if (way.empty() || haveCommon(way, other)) continue;
+    if (shortest.empty() || way.size() < shortest.size()) shortest = std::move(way);
+  }
+  return shortest;
+}
+
+// The number of the edge that starts nearest to a point, among all but one.
+std::size_t nearestTo(const Point& p, const Edges& loop, std::size_t butOne) {
+  std::size_t nearest = butOne == 0 ? 1 : 0;
+  for (std::size_t i = 0; i < loop.size(); ++i)
+    if (i != butOne && distance2(loop[i].start().point(), p) < distance2(loop[nearest].start().point(), p))
+      nearest = i;
+  return nearest;
 }
 
 }  // namespace
@@ -93,25 +90,40 @@ class MeshStitchSeamImpl {
   qvRTB::Signal<TopoMeshVertex> removal;
 
  private:
-  // Chain A runs forward from a0 to a1, chain B backward from b0 to b1.
+  // Chain A runs forward from a0, chain B backward to b1: these two edges begin there, and a vertex alone
+  // would not tell them from those of its other fans.
   struct Chains {
+    TopoMeshEdge firstA, lastB;
     TopoMeshVertex a0, a1, b0, b1;
+
+    Chains(const Edges& a, const Edges& b)
+        : firstA(a.front()),
+          lastB(b.front()),
+          a0(firstA.start()),
+          a1(a.back().end()),
+          b0(b.back().end()),
+          b1(lastB.start()) {}
   };
   struct Pairing {
     Edges a, b;
   };
 
+  void zipAndMerge(double tolerance, bool mergeToo);
   void zip(const Chains& chains, double tolerance);
   bool contractShorter(const Chains& chains);
-  bool contract(TopoMeshEdge& current, TopoMeshVertex keep, TopoMeshEdge following, TopoMeshEdge apex);
+  bool contract(TopoMeshEdge e, TopoMeshVertex keep);
+  void follow(TopoMeshEdge gone, TopoMeshEdge uncovered);
   void zipOn(bool aDone, bool bDone, double tolerance);
   void splitA(const Point& target);
   void splitB(const Point& target);
   static Pairing pairingOf(const Chains& chains);
   void merge(const Pairing& pairing);
+  void part(TopoMeshVertex kept, TopoMeshVertex gone);
   void partDoubledEdges(TopoMeshVertex v);
 
   TopoMesh& mesh_;
+  qv::vector<Chains> chains_;     // one after the other: pieces of loops that are zipped in turn
+  qv::vector<Pairing> pairings_;  // of each, once all are zipped
   // The edges last walked: A's ends at its cursor's vertex, B's starts there.
   TopoMeshEdge edgeA_, edgeB_;
   Point lastPlaced_;
@@ -121,45 +133,49 @@ class MeshStitchSeamImpl {
 void MeshStitchSeamImpl::stitch(TopoMeshVertex a0, TopoMeshVertex a1, TopoMeshVertex b0, TopoMeshVertex b1,
                                 double tolerance, bool mergeToo) {
   preservedA = true;
-  Chains chains{a0, a1, b0, b1};
-  const Pairing before = pairingOf(chains);
-  if (before.a.empty() || before.b.empty() || haveCommon(before.a, before.b)) return;
-  preservedA = before.a.size() >= before.b.size();
-  if (!preservedA) chains = {b1, b0, a1, a0};
-  zip(chains, tolerance);
-  if (mergeToo) merge(pairingOf(chains));
+  Edges a = shortestWay(a0, a1, {}), b = shortestWay(b1, b0, a);
+  if (a.empty() || b.empty()) return;
+  preservedA = a.size() >= b.size();
+  if (!preservedA) a.swap(b);
+  chains_.assign(1, {a, b});
+  zipAndMerge(tolerance, mergeToo);
 }
 
 void MeshStitchSeamImpl::stitchCircular(TopoMeshVertex a, TopoMeshVertex b, double tolerance, bool mergeToo) {
   preservedA = true;
-  auto loopA = loopFrom(a), loopB = loopFrom(b);
-  if (loopA.size() < 2 || loopB.size() < 2 || haveCommon(loopA, loopB)) return;
+  Edges loopA = shortestWay(a, a, {}), loopB = shortestWay(b, b, loopA);
+  if (loopA.size() < 2 || loopB.size() < 2) return;
   preservedA = loopA.size() >= loopB.size();
   if (!preservedA) loopA.swap(loopB);
-  const TopoMeshVertex start = loopA[0], half = loopA[loopA.size() / 2];
-  const TopoMeshVertex startB = nearestTo(start.point(), loopB);
-  std::erase(loopB, startB);  // it cannot be both ends
-  const TopoMeshVertex halfB = nearestTo(half.point(), loopB);
+  const auto half = loopA.begin() + static_cast<std::ptrdiff_t>(loopA.size() / 2);
+  const std::size_t start = nearestTo(loopA.front().start().point(), loopB, loopB.size());
+  std::rotate(loopB.begin(), loopB.begin() + static_cast<std::ptrdiff_t>(start), loopB.end());
+  const auto halfB = loopB.begin() + static_cast<std::ptrdiff_t>(nearestTo(half->start().point(), loopB, 0));
+  chains_.assign(1, {{loopA.begin(), half}, {halfB, loopB.end()}});
+  chains_.push_back({{half, loopA.end()}, {loopB.begin(), halfB}});
+  zipAndMerge(tolerance, mergeToo);
+}
 
-  const Chains there{start, half, startB, halfB}, back{half, start, halfB, startB};
-  zip(there, tolerance);
-  zip(back, tolerance);
+void MeshStitchSeamImpl::zipAndMerge(double tolerance, bool mergeToo) {
+  pairings_.clear();
+  for (const Chains& chains : chains_) zip(chains, tolerance);
   if (!mergeToo) return;
-  const Pairing pairingThere = pairingOf(there), pairingBack = pairingOf(back);  // merging takes ends away
-  merge(pairingThere);
-  merge(pairingBack);
+  for (const Chains& chains : chains_) pairings_.push_back(pairingOf(chains));  // merging takes ends away
+  for (const Pairing& pairing : pairings_) merge(pairing);
 }
 
 // ---- zipping ----
 
 // Each round does away with a vertex of the two chains as they were.
 void MeshStitchSeamImpl::zip(const Chains& chains, double tolerance) {
+  const Pairing before = pairingOf(chains);
+  if (before.a.empty() || before.b.empty()) return;
   chains.b0.setPoint(chains.a0.point());
   chains.b1.setPoint(chains.a1.point());
-  edgeA_ = TopoMeshBoundaryIterator(chains.a0).get();
-  edgeB_ = boundaryInto(chains.b0);
+  edgeA_ = before.a.front();
+  edgeB_ = before.b.front();
   lastPlaced_ = chains.a0.point();
-  while (edgeA_ && edgeB_) {
+  for (std::size_t rounds = before.a.size() + before.b.size(); rounds > 0 && edgeA_ && edgeB_; --rounds) {
     const bool aDone = edgeA_.end() == chains.a1, bDone = edgeB_.start() == chains.b1;
     if (aDone && bDone) return;
     if (aDone || bDone || !contractShorter(chains)) zipOn(aDone, bDone, tolerance);
@@ -171,23 +187,52 @@ void MeshStitchSeamImpl::zip(const Chains& chains, double tolerance) {
 bool MeshStitchSeamImpl::contractShorter(const Chains& chains) {
   const Vector walkA = along(edgeA_), walkB = -along(edgeB_);
   if (!(qvLinear::angle(walkA, walkB) + kTurnSlack > kLargestTurn)) return false;
-  if (length(walkB) <= length(walkA))
-    return contract(edgeB_, edgeB_.end(), boundaryBefore(edgeB_), edgeB_.next());
-  if (edgeA_.start() == chains.a0) return false;
-  return contract(edgeA_, edgeA_.start(), boundaryAfter(edgeA_), edgeA_.prev());
+  const bool isB = length(walkB) <= length(walkA);
+  const TopoMeshEdge e = isB ? edgeB_ : edgeA_;
+  const TopoMeshVertex keep = isB ? e.end() : e.start(), gone = isB ? e.start() : e.end();
+  if (!isB && keep == chains.a0) return false;
+  for (const Chains& c : chains_)
+    if (gone == c.a0 || gone == c.a1 || gone == c.b0 || gone == c.b1) return false;
+  TopoMeshEdge& current = isB ? edgeB_ : edgeA_;
+  current = isB ? boundaryBefore(e) : boundaryAfter(e);
+  if (contract(e, keep)) return true;
+  current = e;
+  return false;
 }
 
-// @param current   becomes the edge behind the one contracted
-// @param following that edge
-// @param apex      in its place when it goes with the same triangle: its twin then comes to the boundary
-bool MeshStitchSeamImpl::contract(TopoMeshEdge& current, TopoMeshVertex keep, TopoMeshEdge following,
-                                  TopoMeshEdge apex) {
-  if (!mesh_.canContractEdge(current, keep)) return false;
-  const TopoMeshEdge uncovered = apex.twin();
-  removal.emit(keep == current.start() ? current.end() : current.start());
-  mesh_.contractEdge(current, keep);
-  current = following.isAlive() ? following : uncovered;
+bool MeshStitchSeamImpl::contract(TopoMeshEdge e, TopoMeshVertex keep) {
+  if (!mesh_.canContractEdge(e, keep)) return false;
+  struct Side {
+    TopoMeshEdge edge, behind;
+  } sides[4];
+  for (const int k : {0, 2}) {
+    const TopoMeshEdge half = k == 0 ? e : e.twin();
+    if (!half) continue;
+    sides[k] = {half.next(), half.prev().twin()};
+    sides[k + 1] = {half.prev(), half.next().twin()};
+  }
+  removal.emit(keep == e.start() ? e.end() : e.start());
+  mesh_.contractEdge(e, keep);
+  for (const Side& side : sides)
+    if (side.edge && !side.edge.isAlive()) follow(side.edge, side.behind);
   return true;
+}
+
+// Where a triangle goes that has a boundary edge, the twin of its third one comes to the boundary.
+void MeshStitchSeamImpl::follow(TopoMeshEdge gone, TopoMeshEdge uncovered) {
+  const auto replace = [&](TopoMeshEdge& e) {
+    if (e == gone) e = uncovered;
+  };
+  replace(edgeA_);
+  replace(edgeB_);
+  for (Chains& c : chains_) {
+    replace(c.firstA);
+    replace(c.lastB);
+  }
+  for (Pairing& p : pairings_) {
+    std::for_each(p.a.begin(), p.a.end(), replace);
+    std::for_each(p.b.begin(), p.b.end(), replace);
+  }
 }
 
 void MeshStitchSeamImpl::zipOn(bool aDone, bool bDone, double tolerance) {
@@ -228,21 +273,40 @@ void MeshStitchSeamImpl::splitB(const Point& target) {
 
 // ---- merging ----
 
+// Both in the order of A.
 MeshStitchSeamImpl::Pairing MeshStitchSeamImpl::pairingOf(const Chains& chains) {
-  if (!chains.a0.isAlive() || !chains.a1.isAlive() || !chains.b0.isAlive() || !chains.b1.isAlive()) return {};
-  return {forwardEdges(chains.a0, chains.a1), backwardEdges(chains.b0, chains.b1)};
+  Pairing pairing{walkForward(chains.firstA, chains.a1), walkForward(chains.lastB, chains.b0)};
+  std::reverse(pairing.b.begin(), pairing.b.end());
+  return pairing;
 }
 
 void MeshStitchSeamImpl::merge(const Pairing& pairing) {
   for (std::size_t i = 0; i < std::min(pairing.a.size(), pairing.b.size()); ++i) {
+    if (!pairing.a[i].isAlive() || !pairing.b[i].isAlive()) continue;
+    part(pairing.a[i].start(), pairing.b[i].end());
+    if (!pairing.a[i].isAlive() || !pairing.b[i].isAlive()) continue;
+    part(pairing.a[i].end(), pairing.b[i].start());
     const TopoMeshEdge a = pairing.a[i], b = pairing.b[i];
     if (!mesh_.canMergeVertices(a, b)) continue;
     if (b.end() != a.start()) removal.emit(b.end());
     if (b.start() != a.end()) removal.emit(b.start());
     mesh_.mergeVertices(a, b);
   }
-  for (const TopoMeshEdge a : pairing.a)
+  for (const TopoMeshEdge a : pairing.a) {
+    if (!a.isAlive()) continue;
     for (const TopoMeshVertex v : {a.start(), a.end()}) partDoubledEdges(v);
+  }
+}
+
+// Two vertices of one triangle cannot be joined: the edge between them, which has no length, is contracted or
+// else gets a vertex of its own.
+void MeshStitchSeamImpl::part(TopoMeshVertex kept, TopoMeshVertex gone) {
+  if (kept == gone) return;
+  for (const auto& [from, to] : {std::pair(kept, gone), std::pair(gone, kept)})
+    while (const TopoMeshEdge e = mesh_.findEdge(from, to)) {
+      if (contract(e, kept)) return;
+      if (!splitEdge(mesh_, e, qvLinear::combine(kept.point(), gone.point()))) return;
+    }
 }
 
 // Both sides may have an edge across the same part of the seam, so that one pair of vertices has two edges
@@ -250,8 +314,7 @@ void MeshStitchSeamImpl::merge(const Pairing& pairing) {
 // first, get a vertex in the middle.
 void MeshStitchSeamImpl::partDoubledEdges(TopoMeshVertex v) {
   doubled_.clear();
-  for (TopoMeshEdgeVertexIterator it(v); it.valid(); it.next()) {
-    const TopoMeshEdge e = it.get();
+  for (const TopoMeshEdge e : v.outgoingEdges()) {
     doubled_.push_back(e);
     if (!e.prev().twin()) doubled_.push_back(e.prev());
   }

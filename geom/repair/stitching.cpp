@@ -363,10 +363,13 @@ int Alg::endOf(int point) const {
   return at != ends_.end() && at->point == point ? static_cast<int>(at - ends_.begin()) : -1;
 }
 
-// Whether a stretch is too short to tell its ends apart. To a seam, from a vertex to itself is all around.
+// Whether a stretch is too short to tell its ends apart. To a seam, from a vertex to itself is all around, as
+// it is for one that leads from behind a vertex to before it.
 bool Alg::hasVanished(const Edge& edge) {
   const int first = edge.getFirstPoint(), second = edge.getSecondPoint();
-  return first != second && vertexOf(first) == vertexOf(second);
+  if (first == second || vertexOf(first) != vertexOf(second)) return false;
+  const int all = curveStarts_[edge.getCurve() + 1] - curveStarts_[edge.getCurve()];
+  return (second > first ? second - first : second - first + all) <= all / 2;
 }
 
 TopoMeshVertex Alg::vertexOf(int point) {
@@ -391,12 +394,13 @@ void Alg::stitchLinear(const Edge& edge) {
   joinEnds(seam.preservedA() ? a1 : b1, seam.preservedA() ? b1 : a1);
 }
 
-// Later seams that end there find the vertex that is left.
+// Later seams that end there find the vertex that is left. Where both ends of one side were the same vertex,
+// those of the other have become one: of the two that are kept, one may be gone as well.
 void Alg::joinEnds(int kept, int gone) {
-  const TopoMeshVertex vertex = vertexOf(kept);
-  if (vertexOf(gone).isAlive()) return;  // the mesh refused it
+  const TopoMeshVertex vertex = vertexOf(kept), other = vertexOf(gone);
+  if (vertex.isAlive() && other.isAlive()) return;  // the mesh refused it
   joinedEnds_->join(endOf(kept), endOf(gone));
-  ends_[joinedEnds_->root(endOf(kept))].vertex = vertex;
+  ends_[joinedEnds_->root(endOf(kept))].vertex = vertex.isAlive() ? vertex : other;
 }
 
 void Alg::stitchCircular(const Edge& edge) {

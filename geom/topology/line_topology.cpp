@@ -28,8 +28,8 @@ using qvLinear::PointFlt;
 constexpr double kThinning =
     0.1;  // points are this far apart: a cell then holds few, however dense a curve is
 constexpr double kLeastTurn = 2;    // along a curve, between places of it that may lie against each other
-constexpr double kLargestGap = 2;   // along a curve, between pairs of one stretch, and at a common end
-constexpr double kLargestTip = 4;   // along a curve, between the two sides of a slit
+constexpr double kLargestGap = 2;   // along a curve, between pairs of one stretch
+constexpr double kLargestTip = 4;   // along a curve, between stretches that have an end in common
 constexpr double kLeastLength = 1;  // of a stretch: shorter ones come of corners and are left to these
 
 constexpr double kLeastReversed = 5;  // of a stretch whose sides cannot be made to agree
@@ -679,8 +679,7 @@ void TopologyAlg::Impl::settleEnds() {
     if (!stretchOf(side).alive || after < 0 || stretchOf(side).circular) continue;
     // A whole curve against part of another is one thing, two that part for a while are another.
     if (after == side && nextSide_[side ^ 1] == (side ^ 1)) continue;
-    const double largest = side / 2 == after / 2 ? kLargestTip : kLargestGap;
-    if (arc(stretchOf(side).last[side % 2], stretchOf(after).first[after % 2]) > largest * distance_)
+    if (arc(stretchOf(side).last[side % 2], stretchOf(after).first[after % 2]) > kLargestTip * distance_)
       continue;
     visits.push_back({side, after});
     ends.join(endOf(side), endOf(after) ^ 1);

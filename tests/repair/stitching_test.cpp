@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <map>
+#include <numeric>
 #include <random>
 #include <set>
 #include <string>
@@ -78,13 +79,14 @@ Cut cutInTwo(const CompactMesh& whole, unsigned seed, double shift, bool flip) {
   for (int t = 0; t < whole.getNumTriangles(); ++t)
     for (int k = 0; k < 3; ++k)
       sideOfEdge[{whole.getTriangles()[t][k], whole.getTriangles()[t][(k + 1) % 3]}] = side[t];
-  int edges = 0;
+  std::vector<double> lengths;
   for (const auto& [edge, s] : sideOfEdge)
-    if (s == 1 && sideOfEdge[{edge.second, edge.first}] == 0) {
-      cut.seam += distance(at(edge.first), at(edge.second));
-      ++edges;
-    }
-  cut.tolerance = 0.5 * cut.seam / std::max(edges, 1);
+    if (s == 1 && sideOfEdge[{edge.second, edge.first}] == 0)
+      lengths.push_back(distance(at(edge.first), at(edge.second)));
+  cut.seam = std::accumulate(lengths.begin(), lengths.end(), 0.0);
+  std::sort(lengths.begin(), lengths.end());
+  // Below what rims come near themselves by: else nothing tells a tooth of one from the next.
+  if (!lengths.empty()) cut.tolerance = 0.25 * lengths[lengths.size() / 20];
 
   const qvLinear::Vector away =
       qvLinear::Normal(qvLinear::Vector(normal(random), normal(random), normal(random))) *
@@ -127,7 +129,6 @@ std::string faultsOf(CompactMesh& mesh) {
   MeshCharacteristics c(mesh);
   std::string faults;
   if (const int loops = Adjacency(mesh).boundaries.size()) faults += " loops " + std::to_string(loops);
-  if (!c.check(MeshCharacteristics::GoodTriangles)) faults += " bad triangles";
   if (!c.check(MeshCharacteristics::Manifold)) faults += " not manifold";
   if (!c.check(MeshCharacteristics::Oriented)) faults += " not oriented";
   return faults;
@@ -151,13 +152,8 @@ int numOpenEdges(const CompactMesh& mesh) {
 
 // With QVGEOM_TEST_MESHES every closed mesh of that folder too: most of them must come out whole.
 TEST(Stitching, ClosesWhatWasCut) {
-  // About one cut in eight leaves teeth narrower than the tolerance, which takes one for the next and may
-  // leave them open.
-  int whole = 0;
-  for (unsigned seed = 0; seed < 40; ++seed) whole += stitchCut(shapes::torus(96, 32), seed).empty();
-  EXPECT_GE(whole, 34);
-  for (unsigned seed = 0; seed < 10; ++seed)
-    EXPECT_EQ(stitchCut(shapes::torus(48, 24), seed), "") << "seed " << seed;
+  for (unsigned seed = 0; seed < 40; ++seed)
+    EXPECT_EQ(stitchCut(shapes::torus(96, 32), seed), "") << "seed " << seed;
   char const* folder = std::getenv("QVGEOM_TEST_MESHES");
   if (!folder) return;
   int good = 0, all = 0;
@@ -174,7 +170,20 @@ TEST(Stitching, ClosesWhatWasCut) {
     }
   }
   std::printf("%d of %d\n", good, all);
-  EXPECT_GE(good, 0.8 * all);
+  EXPECT_GE(good, 0.9 * all);
+}
+
+// Triangles that share vertices at random: boundaries that meet in a vertex lead on in its other fans.
+TEST(Stitching, EndsOnAnyMesh) {
+  for (unsigned seed = 0; seed < 60; ++seed) {
+    SCOPED_TRACE(seed);
+    std::mt19937 random(seed);
+    CompactMesh mesh = shapes::soup(30, 40, random);
+    for (int v = 0; v < 30; ++v) mesh.getVertices()[v].z *= 0.1f;
+    stitch(mesh, 0.02 * (1 + static_cast<double>(seed % 8)), 0.1);
+    for (const auto& t : indicesOf(mesh)) EXPECT_TRUE(t < mesh.getNumVertices() && t >= 0);
+    for (const auto& p : positionsOf(mesh)) EXPECT_TRUE(std::isfinite(p));
+  }
 }
 
 // Patches of real models, and how many boundary edges are left.

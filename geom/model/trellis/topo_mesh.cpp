@@ -1,5 +1,7 @@
 #include "geom/model/trellis/topo_mesh.h"
 
+#include <algorithm>
+
 #include "geom/model/trellis/topo_mesh_records.h"
 
 namespace qvGeom {
@@ -18,6 +20,16 @@ TopoMesh::~TopoMesh() = default;
 int TopoMeshVertex::valence() const { return record_->first ? topo::fanOf(record_->first).size : 0; }
 
 bool TopoMeshVertex::onBoundary() const { return !record_->first || topo::fanOf(record_->first).open; }
+
+qv::vector<TopoMeshEdge> TopoMeshVertex::outgoingEdges() const {
+  qv::vector<TopoMeshEdge> edges;
+  topo::anyOutgoing(record_, [&](Edge* e) {
+    edges.emplace_back(e);
+    return false;
+  });
+  std::sort(edges.begin(), edges.end());
+  return edges;
+}
 
 qvLinear::Point TopoMeshFace::centroid() const {
   qvLinear::Vector sum;

@@ -113,6 +113,8 @@ class QVGEOM_API TopoMeshVertex : public topo::Handle<topo::Vertex> {
   int valence() const;
   /// Whether the fan is open; true for a vertex without faces.
   bool onBoundary() const;
+  /// All half-edges that start here, of every fan, the oldest first.
+  qv::vector<TopoMeshEdge> outgoingEdges() const;
   /// The vertex created next among those alive; null at the end of the list.
   TopoMeshVertex nextInMesh() const { return TopoMeshVertex(topo::livingFrom(record_ + 1)); }
 
