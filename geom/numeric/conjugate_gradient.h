@@ -70,7 +70,7 @@ class QVGEOM_API ConjugateGradient {
   const NVector& x() const { return x_; }
   int getIteration() const { return iteration_; }
   double getResidualNormSquared() const { return residualNormSquared_; }
-  /// |r| / |b|
+  /// |r| / |b|; 0 before `initialize`
   double getConvergenceValue() const;
   /// Largest element of b - A x, computed anew.
   double getResidualInfinityNorm() const;
@@ -83,7 +83,7 @@ class QVGEOM_API ConjugateGradient {
   SparseMatrix A_;
   NVector b_, x_, d_, r_, q_, s_;
   double delta_ = 0;
-  double bNormSquared_ = 0;
+  double bNormSquared_ = 1;
   double residualNormSquared_ = 0;
   std::unique_ptr<Preconditioner> preconditioner_;
   const NVector* diagonal_ = nullptr;  // of the preconditioner, when it is that of the diagonal

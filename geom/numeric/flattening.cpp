@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 #include <string>
+#include <utility>
 
 #include "geom/cut/cut_surface.h"
 #include "geom/model/keel/channels.h"
@@ -103,6 +104,7 @@ class reparameterizeMesh::Impl {
   using Boundaries = qv::vector<Loop>;
 
   // In the order in which `flatten` takes them.
+  void takeMesh();
   void prepareMesh(Progress& progress, Remap& remap);
   int getMeshGenus(Boundaries& boundaries, Progress& progress);
   bool buildRecords(Progress& progress);
@@ -126,10 +128,12 @@ class reparameterizeMesh::Impl {
   CompactMesh& mesh_;
   CompactMesh workMesh_;
   SimpleMeshCache cache_;
+  bool used_ = false;  // workMesh_ is no longer what the mesh was
   qvOS::AppOutput& output_;
 };
 
 bool reparameterizeMesh::Impl::flatten(Progress& progress) {
+  takeMesh();
   Remap remap;
   inPhase(progress, 0.025, "Copying Mesh", [&](Progress& phase) { prepareMesh(phase, remap); });
   if (progress.cancelled()) return false;
@@ -170,6 +174,10 @@ bool reparameterizeMesh::Impl::flatten(Progress& progress) {
           [&](Progress& phase) { doCG(points, freeIndices, holeTriangles, phase, uvs); });
   if (progress.cancelled()) return false;
 
+  if (remap.getDomainSize() != mesh_.getNumVertices()) {
+    error("The mesh has another number of vertices than its copy. No changes made.\n");
+    return false;
+  }
   bool applied = false;
   inPhase(progress, 0.025, "Applying to Mesh", [&](Progress&) { applied = applyUvsToMesh(uvs, remap); });
   return applied || refuseSolution();
@@ -178,6 +186,13 @@ bool reparameterizeMesh::Impl::flatten(Progress& progress) {
 bool reparameterizeMesh::Impl::refuseSolution() {
   error("The mesh has no finite layout. No changes made.\n");
   return false;
+}
+
+// The first call works on the copy that was made with the object. What that leaves is welded and perhaps cut.
+void reparameterizeMesh::Impl::takeMesh() {
+  if (!std::exchange(used_, true)) return;
+  cache_.clear();
+  workMesh_ = mesh_;
 }
 
 void reparameterizeMesh::Impl::prepareMesh(Progress& progress, Remap& remap) {

@@ -26,11 +26,17 @@ namespace qvGeom {
 ///
 /// The mesh changes only when all has gone well: its texture coordinates, with one notice of attributes that
 /// were modified. Refused are a triangle with a repeated corner, boundary loops of fewer than three vertices,
-/// what is no disc (several pieces, pinched or non-manifold meshes, and closed ones where cutting is switched
-/// off), a boundary without extent, and positions that give no finite solution. Messages go to
-/// qvOS::AppOutput.
+/// what is no disc, a boundary without extent, positions that give no finite solution, and a mesh that has
+/// got another number of vertices than the copy. Messages go to qvOS::AppOutput.
 ///
-/// An object serves for one flattening of the mesh as it was when the object was made. One thread at a time.
+/// Whether it is a disc is told by the number of Euler alone, that of the mesh with its loops closed by
+/// faces: above 3, as for two spheres or discs, it is refused; below 1, or without loops, the mesh is cut
+/// open, and refused where that is switched off or leaves another number. Pieces, pinched vertices and edges
+/// of more than two triangles whose numbers make up for one another, as a disc beside a torus, are not
+/// noticed: the layout then is finite, and otherwise some layout.
+///
+/// The first call flattens the mesh as it was when the object was made, every further one as it is by then,
+/// and as a new object would. One thread at a time.
 /// O(V) memory; the solver's iterations, at most two a vertex, grow with the number of edges across the mesh.
 /// After B. Levy, S. Petitjean, N. Ray and J. Maillot, Least squares conformal maps for automatic texture
 /// atlas generation (2002), and M. Desbrun, M. Meyer and P. Alliez, Intrinsic parameterizations of surface

@@ -8,7 +8,8 @@
 namespace qvGeom {
 
 /// Dense vector of doubles with value semantics. Operations on vectors of different sizes run over the
-/// elements that all of them have.
+/// elements that all of them have. Several threads may read one vector; changes are made by one thread, while
+/// nobody reads.
 class QVGEOM_API NVector {
  public:
   NVector() = default;

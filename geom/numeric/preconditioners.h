@@ -7,7 +7,8 @@
 namespace qvGeom {
 
 /// Approximates the inverse of a matrix, to speed up conjugate gradients. Pivots are not tested: a zero or
-/// missing diagonal gives infinities, a negative pivot of the incomplete factorisation NaN.
+/// missing diagonal gives infinities, a negative pivot of the incomplete factorisation NaN. One thread at a
+/// time, since derived classes may keep scratch; the two below keep none, and several threads may apply one.
 class QVGEOM_API Preconditioner {
  public:
   virtual ~Preconditioner();

@@ -1,12 +1,12 @@
 #include "geom/numeric/sparse_matrix.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <iostream>
 #include <string>
 #include <utility>
 
-#include "geom/model/keel/format.h"
 #include "geom/numeric/packed_rows.h"
 
 namespace qvGeom {
@@ -25,7 +25,12 @@ double rowTimes(const qv::vector<SparseElement>& row, const NVector& x) {
   return sum;
 }
 
-std::string elementText(double value) { return qvString::formatText("%.10f", value); }
+// With a point for every locale.
+std::string elementText(double value) {
+  char text[330];  // the largest double has 309 digits before the point
+  const auto end = std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, 10).ptr;
+  return std::string(text, end);
+}
 
 }  // namespace
 
@@ -181,7 +186,7 @@ double SparseMatrix::getMatrixTimesVectorAndDot(const NVector& x, NVector& y) co
 }
 
 void SparseMatrix::getVectorMinusMatrixTimesVector(const NVector& b, const NVector& x, NVector& r) const {
-  if (b.size() != size()) return;
+  if (b.size() != size() || x.size() != size() || r.size() != size()) return;
   getMatrixTimesVector(x, r);
   r.setToVectorPlusScalarTimesVector(b, -1, r);
 }

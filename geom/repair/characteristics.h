@@ -44,7 +44,8 @@ class QVGEOM_API MeshCharacteristics : public qv::ReferenceCount {
   bool checkGoodAngles(double degrees);
   bool checkTopoGoodTriangles() { return check(TopoGoodTriangles) != 0; }
 
-  /// Forgets these tests and what they found.
+  /// Forgets these tests and what they found. What GoodTriangles and TopoGoodTriangles found is one result:
+  /// it goes with either, while the other one still counts as performed, and as passed if it did.
   void reset(int tests);
 
   /// Finds the crossings of the mesh with itself, whether or not that was tested. @return whether there are
@@ -58,7 +59,7 @@ class QVGEOM_API MeshCharacteristics : public qv::ReferenceCount {
   int getTestsPerformed() const { return testsPerformed_; }
   int getTestsPassed() const { return testsPassed_; }
 
-  /// What a test found; null before it was performed.
+  /// What a test found; null before it was performed and after a reset.
   MeshManifoldResult const* getManifoldResult() const { return manifold_.get(); }
   MeshDuplicateTrisResult const* getDuplicateTrisResult() const { return duplicates_.get(); }
   MeshDihedralAnglesResult const* getGoodAnglesResult() const { return angles_.get(); }

@@ -22,7 +22,7 @@ int cornerAt(const MeshTriangle& t, int v) { return t[0] == v ? 0 : t[1] == v ? 
 
 // The cosine beyond which an angle is below the given one, whatever the rounding of both: most edges are
 // nearly flat, and need no arc tangent to say so.
-double surelyLessCosine(double angle) { return std::cos(angle) + 1e-9; }
+double surelyLessCosine(double angle) { return std::cos(std::fmax(angle, 0)) + 1e-9; }
 
 class FindAnglesAlg : public qvUtil::ThreadedAlg {
  public:

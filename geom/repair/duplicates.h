@@ -7,6 +7,9 @@
 
 namespace qvGeom {
 
+// All assume triangle indices in range and run on the calling thread. Finding may be done from several
+// threads on one mesh, removing by one thread while nobody reads.
+
 /// Triangles that a mesh is better off without, by number.
 struct QVGEOM_API MeshDuplicateTrisResult {
   qv::vector<int> duplicates;         ///< of triangles with the same three vertices, all but the first

@@ -56,6 +56,7 @@ HoleFairing::HoleFairing(const qv::vector<TopoMeshVertex>& unknowns, qvUtil::Pro
 
 bool HoleFairing::run(qvUtil::Progress& phase) {
   findNeighbours();
+  frame();
   if (!build()) return false;
   if (!isFinite(b_) || !isFinite(start_)) return true;  // no step would ever be the last
   if (!initPreconditioner() || !solve(phase)) return false;
@@ -78,11 +79,24 @@ void HoleFairing::findNeighbours() {
   }
 }
 
+// About the new vertices and what they hang on.
+void HoleFairing::frame() {
+  origin_ = unknowns_.front().point();
+  double extent = 0;
+  const auto reach = [&](TopoMeshVertex v) {
+    for (int d = 0; d < 3; ++d) extent = std::max(extent, std::fabs(v.point()[d] - origin_[d]));
+  };
+  for (const TopoMeshVertex v : unknowns_) reach(v);
+  for (const TopoMeshVertex v : neighbours_) reach(v);
+  if (std::isfinite(extent) && extent > 0) scale_ = std::exp2(-std::ilogb(extent));
+}
+
 bool HoleFairing::build() {
   constexpr int kAskEvery = 10000;  // rows; some twenty milliseconds
   for (int i = 0; i < numVertices_; ++i) {
     if (i % kAskEvery == kAskEvery - 1 && progress_.cancelled()) return false;
-    for (int d = 0; d < 3; ++d) start_[3 * i + d] = unknowns_[i].point()[d];
+    const qvLinear::Vector start = inFrame(unknowns_[i]);
+    for (int d = 0; d < 3; ++d) start_[3 * i + d] = start[d];
     addRow(i);
   }
   return true;
@@ -116,7 +130,8 @@ void HoleFairing::addUmbrella(int i, double weight, TopoMeshVertex v, Neighbours
 
 void HoleFairing::addTerm(int i, double weight, TopoMeshVertex v) {
   if (!isUnknown(v)) {
-    for (int d = 0; d < 3; ++d) b_[3 * i + d] -= weight * v.point()[d];
+    const qvLinear::Vector fixed = inFrame(v);
+    for (int d = 0; d < 3; ++d) b_[3 * i + d] -= weight * fixed[d];
     return;
   }
   int& place = places_[indexOf(v)];
@@ -183,10 +198,15 @@ bool HoleFairing::solve(qvUtil::Progress& phase) {
 }
 
 void HoleFairing::apply() const {
+  qv::vector<qvLinear::Point> points;
+  points.reserve(unknowns_.size());
   const NVector& x = solver_.x();
-  for (int i = 0; i < size_; ++i)
-    if (!(std::fabs(x[i]) <= std::numeric_limits<float>::max())) return;
-  for (int i = 0; i < numVertices_; ++i) unknowns_[i].setPoint({x[3 * i], x[3 * i + 1], x[3 * i + 2]});
+  for (int i = 0; i < numVertices_; ++i) {
+    points.push_back(origin_ + 1 / scale_ * qvLinear::Vector(x[3 * i], x[3 * i + 1], x[3 * i + 2]));
+    for (int d = 0; d < 3; ++d)
+      if (!(std::fabs(points.back()[d]) <= std::numeric_limits<float>::max())) return;
+  }
+  for (int i = 0; i < numVertices_; ++i) unknowns_[i].setPoint(points[i]);
 }
 
 }  // namespace qvGeom

@@ -42,6 +42,8 @@ class HoleFairing {
   }
 
   void findNeighbours();
+  void frame();
+  qvLinear::Vector inFrame(TopoMeshVertex v) const { return scale_ * (v.point() - origin_); }
   bool build();
   void addRow(int i);
   void addUmbrella(int i, double weight, TopoMeshVertex v, Neighbours neighbours);
@@ -63,6 +65,9 @@ class HoleFairing {
   qv::vector<TopoMeshVertex> neighbours_;  // of all unknowns, one after another
   qv::vector<std::size_t> starts_{0};
   qv::vector<TopoMeshVertex> neighboursOfFixed_;
+  // The solver's bounds are absolute: it works near the origin and at a size of about one.
+  qvLinear::Point origin_;
+  double scale_ = 1;  // a power of two, which keeps the digits
   // Of the row in work, which is the same for all three coordinates: elements in the order of their first
   // mention, and the place of each column among them, or -1.
   qv::vector<Element> row_;

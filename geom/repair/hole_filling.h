@@ -36,11 +36,11 @@ enum HoleQuality : int {
 ///         was, and no notice was sent
 ///
 /// Changes the mesh by a single MeshModifyRep::merge: what that says of numbering, channels, selections and
-/// the notice holds. Old vertices keep their positions; those of removed ears go. Any input has an outcome;
-/// positions that are not finite are not refined. O(V + T) and, for a loop of n vertices, O(n^3) time, at
-/// worst, and O(n^2) memory; then about O(p) for refining to p vertices, and O(p) for each step of the
-/// solver. Same result for any number of threads. One thread at a time.
-/// After P. Liepa, Filling holes in meshes (2003).
+/// the notice holds. Old vertices keep their positions; those of removed ears go. Any geometry has an
+/// outcome; positions that are not finite are not refined. Triangle indices, and the records, are assumed to
+/// be right. O(V + T) and, for a loop of n vertices, O(n^3) time, at worst, and O(n^2) memory; then about
+/// O(p) for refining to p vertices, and O(p) for each step of the solver. Same result for any number of
+/// threads. One thread at a time. After P. Liepa, Filling holes in meshes (2003).
 QVGEOM_API int meshHoleFill(CompactMesh& mesh, const MeshAdjTris& adjTris, const MeshAdjVertices& adjVertices,
                             const MeshBoundaries& boundaries, const qv::list<int>& holes, HoleQuality quality,
                             qvUtil::Progress& progress);

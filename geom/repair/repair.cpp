@@ -92,6 +92,11 @@ bool MeshRepair::repairOrientation() {
 bool MeshRepair::repair() {
   bool done = false;
   if (!passes(Test::GoodTriangles)) {
+    if (!characteristics_
+             ->getDuplicateTrisResult()) {  // went with that of TopoGoodTriangles, which it serves too
+      characteristics_->reset(Test::GoodTriangles);
+      characteristics_->check(Test::GoodTriangles);
+    }
     const auto adjTris = characteristics_->getCache().getAdjTris(mesh_);
     meshRemoveDuplicateTris(mesh_, *adjTris, *characteristics_->getDuplicateTrisResult());
     done = true;

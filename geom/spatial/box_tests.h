@@ -14,8 +14,10 @@ struct Sphere {
   double radius = 0;
 };
 
-// Tests of axis-aligned boxes. Touching counts as meeting, everywhere. Pure functions. A NaN separates
-// nothing.
+// Tests of axis-aligned boxes. Touching counts as meeting, everywhere. Pure functions. A comparison with a
+// NaN separates no box from a triangle, a segment or a plane; box and ball do not meet where either has one,
+// nor do box and view volume where it reaches the planes; and nothing contains, or is contained, that has
+// one.
 
 /// Box against view volume: false when all corners of the volume lie beyond one side of the box, or all
 /// corners of the box outside one plane of the volume. Two convex bodies that are apart in no such direction

@@ -13,6 +13,7 @@
 #include "geom/model/keel/reference.h"
 #include "geom/model/keel/stop_watch.h"
 #include "geom/model/keel/tolerances.h"
+#include "geom/model/keel/values.h"
 #include "geom/spatial/closest_heap.h"
 #include "geom/spatial/voxel_boxes.h"
 #include "geom/spatial/walk_tree.h"
@@ -27,6 +28,13 @@ using qvUtil::Float4;
 namespace {
 
 constexpr double kFarthest = std::numeric_limits<double>::max();
+
+// The nearest point of floats, for the distances of boxes. Every box lies within the range of floats, so that
+// a point beyond is farther from it than this one is: the distance stays a lower bound.
+PointFlt rounded(Point p) {
+  for (int k = 0; k < 3; ++k) p[k] = qvUtil::withinFloats(p[k]);
+  return PointFlt(p);
+}
 
 bool isFinite(const Point& p) { return std::isfinite(p[0]) && std::isfinite(p[1]) && std::isfinite(p[2]); }
 
@@ -60,7 +68,7 @@ OctreeClosestIt::~OctreeClosestIt() = default;
 void OctreeClosestIt::reset(const Octree& octree, const Point& p) {
   if (!impl_) impl_ = std::make_unique<Impl>();
   impl_->octree = &octree;
-  impl_->p = PointFlt(p);
+  impl_->p = rounded(p);
   impl_->heap.clear();
   impl_->heap.push(octree.getRoot().distance2(impl_->p), 0);
   impl_->descendToLeaf();
@@ -81,10 +89,10 @@ namespace {
 class DistanceFilter {
  public:
   void aim(const Point& p) {
-    const PointFlt rounded(p);
-    for (int k = 0; k < 3; ++k) p_[k] = Float4(rounded[k]);
+    const PointFlt q(p);
+    for (int k = 0; k < 3; ++k) p_[k] = Float4(q[k]);
     // Bounds the rounding of the point; differences of floats add no more than their own last bit.
-    margin_ = 2.5e-7f * std::max({std::fabs(rounded[0]), std::fabs(rounded[1]), std::fabs(rounded[2])});
+    margin_ = 2.5e-7f * std::max({std::fabs(q[0]), std::fabs(q[1]), std::fabs(q[2])});
   }
 
   // Bit k: triangle k may be nearer than `best`. NaN rules nothing out.
@@ -368,7 +376,7 @@ class VertexSearch {
         triangles_(mesh.getTrianglesRaw()),
         adjTris_(adjTris),
         p_(p),
-        rounded_(p),
+        rounded_(rounded(p)),
         r2_(r2),
         vertexBoxes_(vertexBoxes),
         coord_(coord),

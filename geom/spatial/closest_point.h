@@ -17,7 +17,8 @@ namespace qvGeom {
 // Nearest points of triangles and nearest vertices, by best-first walks over an octree. Distances are
 // compared squared, in double; a candidate replaces the best only when it is strictly nearer, so that the
 // first of equals stays. Triangles without a nearest point (corners not finite, or all at one place) are
-// passed over. A query that is not finite finds nothing.
+// passed over. A query that is not finite finds nothing, and neither does one so far away (1e154) that no
+// double can hold the square of the distance.
 
 /// Visits the leaf voxels of an octree by increasing distance of their boxes from a point; among equals, in
 /// the order in which a walk from the root meets them, children ascending. Keeps its storage across `reset`.
@@ -33,7 +34,8 @@ class QVGEOM_API OctreeClosestIt {
 
   void reset(const Octree& octree, const qvLinear::Point& p);
   bool valid() const;
-  /// The current leaf, and the squared distance of its box from the point (rounded to single precision).
+  /// The current leaf, and the squared distance of its box from the point (rounded to single precision, and
+  /// to the largest float beyond).
   /// While `valid`, as is `next`.
   OctreeIterator get() const;
   double getDistance2() const;

@@ -10,20 +10,32 @@ namespace qvGeom {
 
 using qvLinear::Point;
 
+namespace {
+
+bool isAt(const MeshVertex& a, const MeshVertex& b) { return a.x == b.x && a.y == b.y && a.z == b.z; }
+
+}  // namespace
+
 MeshClosestPtOnLine::MeshClosestPtOnLine(CompactMesh const& mesh, MeshAdjTris const& /*adjTris*/,
                                          MeshSequence const& sequence)
     : mesh_(mesh), octree_(nullptr), octreeTris_(new OctreeTris) {
   const auto isOnMesh = [&](const MeshCoord& c) { return c.valid() && c.triangle < mesh.getNumTriangles(); };
+  coords_.reserve(static_cast<std::size_t>(sequence.getNumCoords()));
+  lines_.resizeVertexArray(sequence.getNumCoords());
+  lines_.resizeTriangleArray(sequence.getNumCoords());
+  int segments = 0;
   for (int run = 0; run < sequence.getNumRuns(); ++run) {
     MeshCoord const* coords = sequence.getRun(run);
     const int length = sequence.getRunLength(run);
     for (int begin = 0; begin < length; ++begin) {
       int end = begin;
       while (end < length && isOnMesh(coords[end])) ++end;
-      addRun(end - begin, coords + begin);
+      addRun(end - begin, coords + begin, segments);
       begin = end;
     }
   }
+  lines_.resizeVertexArray(static_cast<int>(coords_.size()));
+  lines_.resizeTriangleArray(segments);
   BoundingBox box;
   meshBoundingBox(lines_, box);
   octree_ = new Octree(lines_.getNumVertices(), lines_.getVerticesRaw(), box, true, 16);
@@ -33,19 +45,20 @@ MeshClosestPtOnLine::MeshClosestPtOnLine(CompactMesh const& mesh, MeshAdjTris co
 
 MeshClosestPtOnLine::~MeshClosestPtOnLine() = default;
 
-void MeshClosestPtOnLine::addRun(int n, MeshCoord const* run) {
+// @param segments how many there are
+void MeshClosestPtOnLine::addRun(int n, MeshCoord const* run, int& segments) {
   if (n <= 0) return;
-  const int first = lines_.getNumVertices();
-  lines_.resizeVertexArray(first + n);
+  const int first = static_cast<int>(coords_.size());
+  MeshVertex* points = lines_.getVertices() + first;
+  bool isLone = true;  // the search passes over segments without length
   for (int i = 0; i < n; ++i) {
     coords_.push_back(run[i]);
-    lines_.getVertices()[first + i].set(run[i].evaluate(mesh_.getVertices(), mesh_.getTriangles()).data());
+    points[i].set(run[i].evaluate(mesh_.getVertices(), mesh_.getTriangles()).data());
+    isLone = isLone && isAt(points[i], points[0]);
   }
-  if (n == 1) lone_.push_back(first);
-  const int segment = lines_.getNumTriangles();
-  lines_.resizeTriangleArray(segment + n - 1);
-  for (int i = 0; i + 1 < n; ++i)
-    lines_.getTriangles()[segment + i] = MeshTriangle{{first + i, first + i + 1, first + i + 1}};
+  if (isLone) return lone_.push_back(first);
+  for (int i = first; i + 1 < first + n; ++i)
+    lines_.getTriangles()[segments++] = MeshTriangle{{i, i + 1, i + 1}};
 }
 
 MeshCoord MeshClosestPtOnLine::operator()(const Point& p) {

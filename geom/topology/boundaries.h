@@ -6,6 +6,9 @@
 
 namespace qvGeom {
 
+// All assume triangle indices in range and records of this mesh as it is, run on the calling thread and may
+// be called from several threads on one mesh.
+
 namespace Boundary {
 
 /// The vertex that follows v in a triangle (three indices), at the first corner equal to v; -1 if there is
@@ -31,7 +34,7 @@ QVGEOM_API bool walkBoundary(int v, int& next, CompactMesh const& mesh, MeshAdjT
 /// Every vertex lies in one loop at most: where two boundaries touch, the later walk stops. A vertex from
 /// which no boundary edge leads ends its loop without being listed, so loops of one or two vertices occur.
 ///
-/// O(V + T) for bounded valence. The records must be those of this mesh. Replaces `boundaries` when done.
+/// O(V + T) for bounded valence. Replaces `boundaries` when done.
 QVGEOM_API void meshComputeBoundary(CompactMesh const& mesh, MeshAdjTris const& adjTris,
                                     MeshAdjVertices const& adjVertices, MeshBoundaries& boundaries);
 

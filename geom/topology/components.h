@@ -10,7 +10,9 @@ namespace qvGeom {
 
 /// Counts the connected components; triangles that share a vertex are connected.
 /// Components are numbered from 0 in the order of their lowest triangle.
-/// O((V + T) log V) at worst, linear in practice.
+/// O((V + T) log V) at worst, linear in practice. Assumes triangle indices in range, runs on the calling
+/// thread and may be called from several threads on one mesh. Prints its counts and seconds on the debug
+/// channel.
 /// @param adjTris         the record of this mesh
 /// @param vertexComponent null, or receives the component of each vertex, -1 for vertices without triangle
 /// @return the number of components
@@ -18,7 +20,7 @@ QVGEOM_API int meshComponents(CompactMesh const& mesh, MeshAdjTris const& adjTri
                               Array<int>* vertexComponent);
 
 /// Counts the components of faces that are connected through twins; faces that share a vertex alone are
-/// apart. O(F log F).
+/// apart. O(F log F). Runs on the calling thread and may be called from several threads on one mesh.
 QVGEOM_API int meshComponents(TopoMesh& mesh);
 
 }  // namespace qvGeom

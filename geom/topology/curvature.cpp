@@ -29,8 +29,8 @@ class PlacedArrays {
  public:
   PlacedArrays(CompactMesh const& mesh, AffineMatrixFlt const& matrix)
       : vertices(mesh.getVertices()), normals(mesh.getNormals()) {
-    if (equivalent(matrix, AffineMatrixFlt(), qvLinear::epsilonTolFlt)) return;
     const int n = mesh.getNumVertices();
+    if (n == 0 || equivalent(matrix, AffineMatrixFlt(), qvLinear::epsilonTolFlt)) return;
     vertexCopies_.assign(vertices, vertices + n);
     vertices = vertexCopies_.data();
     meshTransform(&vertexCopies_.data()->x, n, matrix);

@@ -17,15 +17,20 @@ void compact(Element* elements, Remap const& map) {
   }
 }
 
-// The selected vertices that no kept triangle uses. The selections may be shorter than the mesh.
-BitVector verticesToDelete(CompactMesh const& mesh) {
-  BitVector deleted(mesh.getNumVertices());
-  deleted |= mesh.getSelectedVertices();
+// The part of a selection that lies in a mesh of n elements: selections do not follow when arrays are
+// resized.
+BitVector clipped(BitVector const& selection, int n) {
+  BitVector bits(n);
+  bits |= selection;
+  return bits;
+}
+
+// Takes the vertices that a kept triangle uses from those to delete.
+void spareUsed(CompactMesh const& mesh, BitVector const& deletedTriangles, BitVector& deletedVertices) {
   for (int t = 0; t < mesh.getNumTriangles(); ++t) {
-    if (mesh.getSelectedTriangles().test(t)) continue;
-    for (const int v : mesh.getTriangles()[t].v) deleted.clearBit(v);
+    if (deletedTriangles.test(t)) continue;
+    for (const int v : mesh.getTriangles()[t].v) deletedVertices.clearBit(v);
   }
-  return deleted;
 }
 
 }  // namespace
@@ -36,20 +41,23 @@ MeshDeleteSelected::~MeshDeleteSelected() = default;
 void MeshDeleteSelected::operator()() {
   const int n = mesh_.getNumVertices();
   const int t = mesh_.getNumTriangles();
-  const BitVector& selected = mesh_.getSelectedTriangles();
-  if (selected.numSetBits == 0) return;
-  if (selected.numSetBits == t) return deleteAll();
+  if (mesh_.getSelectedTriangles().numSetBits == 0) return;
+  const BitVector deletedTriangles = clipped(mesh_.getSelectedTriangles(), t);
+  if (deletedTriangles.numSetBits == 0) return;
+  if (deletedTriangles.numSetBits == t) return deleteAll();
 
   qvOS::StopWatch watch;
   watch.start();
-  const BitVector deletedVertices = verticesToDelete(mesh_);
-  BitVector deletedTriangles(t);
-  deletedTriangles |= selected;
+  BitVector deletedVertices = clipped(mesh_.getSelectedVertices(), n);
   debugChannel().print("meshDeleteSelected:  vertices %d(%d)  triangles %d(%d)\n",
-                       static_cast<int>(mesh_.getSelectedVertices().numSetBits), n,
-                       static_cast<int>(selected.numSetBits), t);
+                       static_cast<int>(deletedVertices.numSetBits), n,
+                       static_cast<int>(deletedTriangles.numSetBits), t);
+  spareUsed(mesh_, deletedTriangles, deletedVertices);
 
-  vertexMap_ = new Remap(n, n - static_cast<int>(deletedVertices.numSetBits));
+  // All the memory first: from here on nothing can fail.
+  const qv::Reference<Remap> vertexMap(new Remap(n, 0));
+  Remap triangleMap(t, 0);
+  vertexMap_ = vertexMap;
   vertexMap_->setDeleteMap(deletedVertices);
   compact(mesh_.getVertices(), *vertexMap_);
   if (deletedVertices.numSetBits > 0 && mesh_.getUVs()) compact(mesh_.getUVs(), *vertexMap_);
@@ -57,11 +65,10 @@ void MeshDeleteSelected::operator()() {
   debugChannel().print("  delete vertices: %f s\n", watch.clear());
 
   watch.start();
-  Remap triangleMap(t, 0);
   triangleMap.setDeleteMap(deletedTriangles);
   compact(mesh_.getTriangles(), triangleMap);
   mesh_.resizeTriangleArray(triangleMap.getRangeSize());
-  (*vertexMap_)(mesh_.getTrianglesRaw(), 3 * triangleMap.getRangeSize());
+  for (int i = 0; i < mesh_.getNumTriangles(); ++i) (*vertexMap_)(mesh_.getTriangles()[i].v, 3);
   debugChannel().print("  delete triangles: %f s\n", watch.stop());
 
   mesh_.clearSelection();

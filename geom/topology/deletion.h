@@ -11,7 +11,10 @@ namespace qvGeom {
 
 /// Deletes the selected triangles of a mesh, and those selected vertices that no other triangle uses. What is
 /// kept keeps its order. One notice is sent, of a topology that was modified, with both maps; both selections
-/// are empty afterwards. Prints counts and seconds. O(V + T).
+/// are empty afterwards. Prints counts and seconds. O(V + T). Running out of memory (std::bad_alloc) leaves
+/// the mesh as it was. Triangle indices are assumed in range. One thread at a time.
+///
+/// Selections may be shorter or longer than the mesh: what they say of elements that it has counts.
 ///
 /// Only positions, triangles and texture coordinates follow their elements. Vertex normals and the other
 /// channels are cut to length, and are to be computed anew; strips, fans and lines keep the old vertex

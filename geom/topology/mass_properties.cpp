@@ -1,9 +1,5 @@
 #include "geom/topology/mass_properties.h"
 
-#include <algorithm>
-#include <cmath>
-#include <limits>
-
 #include "geom/topology/measures.h"
 
 namespace qvGeom {
@@ -82,9 +78,7 @@ MeshMassCalculator::MeshMassCalculator(qv::list<qv::Reference<CompactMesh>>& mes
 
 double MeshMassCalculator::calculateArea() const {
   double area = 0;
-  for (const auto& mesh : meshes_)
-    area += std::min(meshArea(MeshPlacement{{}, mesh.get()}, MeshChannel::vertices),
-                     std::numeric_limits<float>::max());
+  for (const auto& mesh : meshes_) area += meshArea(MeshPlacement{{}, mesh.get()}, MeshChannel::vertices);
   return area;
 }
 

@@ -6,6 +6,7 @@
 #include "geom/model/keel/channels.h"
 #include "geom/model/keel/stop_watch.h"
 #include "geom/model/keel/threading.h"
+#include "geom/model/keel/values.h"
 
 namespace qvGeom {
 
@@ -34,8 +35,10 @@ class MeshAreaAlg final : public qvUtil::ThreadedAlg {
   void execute(int thread, int numThreads) override {
     double sum = 0;
     const int end = getBeginIndex(thread + 1, numThreads, numTriangles_);
-    for (int t = getBeginIndex(thread, numThreads, numTriangles_); t < end; ++t)
-      sum += uvs_ ? flatDoubleArea(triangles_[t]) : doubleArea(triangles_[t]);
+    for (int t = getBeginIndex(thread, numThreads, numTriangles_); t < end; ++t) {
+      const double doubled = uvs_ ? flatDoubleArea(triangles_[t]) : doubleArea(triangles_[t]);
+      if (doubled > 0) sum += doubled;  // NaN is not
+    }
     partial_[static_cast<std::size_t>(thread)].sum = 0.5 * sum;
   }
 
@@ -88,7 +91,7 @@ float meshArea(MeshPlacement const& placement, MeshChannel channel) {
   if (channel != MeshChannel::vertices && !uvs) return 0;
   MeshAreaAlg alg(mesh, reinterpret_cast<float const*>(uvs), AffineMatrix(placement.transform));
   qvUtil::ThreadPool::get().run(alg);
-  return static_cast<float>(alg.total());
+  return static_cast<float>(qvUtil::withinFloats(alg.total()));
 }
 
 float meshArea(qv::list<MeshPlacement> const& placements, MeshChannel channel, qv::vector<float>& fractions) {
@@ -97,7 +100,7 @@ float meshArea(qv::list<MeshPlacement> const& placements, MeshChannel channel, q
   float total = 0;
   for (const MeshPlacement& placement : placements) {
     fractions.push_back(meshArea(placement, channel));
-    total += fractions.back();
+    total = qvUtil::withinFloats(total + fractions.back());
   }
   if (std::fabs(total) < qvLinear::epsilonTolFlt) return 0;
   const float factor = 1 / total;

@@ -94,9 +94,12 @@ class SimpleMeshCache::Impl {
     const auto found = entries_.find(key);
     if (found != entries_.end()) return found->second;
     Entry& entry = entries_[key];
-    entry.destruction = mesh.destructionSignal().connect(client_, [this](Entity* dying) { erase(dying); });
-    entry.change = mesh.changeSignal().connect(
-        client_, [this](EntityModification& modification) { erase(modification.getEntity()); });
+    try {
+      connect(mesh, entry);
+    } catch (...) {
+      erase(key);  // unconnected, it would outlive what it describes
+      throw;
+    }
     return entry;
   }
 
@@ -107,6 +110,12 @@ class SimpleMeshCache::Impl {
 
  private:
   using Map = qv::pooled_map<Entity const*, Entry>;
+
+  void connect(CompactMesh const& mesh, Entry& entry) {
+    entry.destruction = mesh.destructionSignal().connect(client_, [this](Entity* dying) { erase(dying); });
+    entry.change = mesh.changeSignal().connect(
+        client_, [this](EntityModification& modification) { erase(modification.getEntity()); });
+  }
 
   void erase(Entity const* mesh) {
     const auto found = entries_.find(mesh);

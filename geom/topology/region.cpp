@@ -17,7 +17,11 @@ namespace qvGeom {
 
 struct MeshConvertRep::ConvertImpl {
   ConvertImpl(CompactMesh const& m, BitVector const& t, BitVector const& v, MeshAdjTris const& a)
-      : mesh(&m), triangles(t), vertices(v), adjTris(&a) {}
+      : mesh(&m), triangles(m.getNumTriangles()), vertices(m.getNumVertices()), adjTris(&a) {
+    // Selections do not follow when the mesh is resized: what they hold beyond it is of no element.
+    triangles |= t;
+    vertices |= v;
+  }
   virtual ~ConvertImpl() = default;
 
   CompactMesh const* mesh;
@@ -25,8 +29,7 @@ struct MeshConvertRep::ConvertImpl {
   BitVector vertices;
   MeshAdjTris const* adjTris;
   qv::vector<TopoMeshVertex> vertexMap;  // by number in the mesh; null for those that are not in the region
-  TopoMesh region;
-  bool extracted = false;
+  std::unique_ptr<TopoMesh> region;      // null before it was extracted
 };
 
 MeshConvertRep::MeshConvertRep(std::unique_ptr<ConvertImpl> impl) : impl_(std::move(impl)) {}
@@ -39,23 +42,25 @@ MeshConvertRep::~MeshConvertRep() = default;
 
 TopoMesh& MeshConvertRep::extract() {
   ConvertImpl& r = *impl_;
-  if (r.extracted) return r.region;
-  r.extracted = true;
+  if (r.region) return *r.region;
   qvOS::StopWatch watch;
   watch.start();
-  r.vertexMap.resize(static_cast<std::size_t>(r.mesh->getNumVertices()));
+  auto region = std::make_unique<TopoMesh>();
+  qv::vector<TopoMeshVertex> vertexMap(static_cast<std::size_t>(r.mesh->getNumVertices()));
   for (int v = 0; v < r.mesh->getNumVertices(); ++v)
-    if (r.vertices.test(v)) r.vertexMap[v] = r.region.allocVertex(r.mesh->getVertices()[v].asPoint());
+    if (r.vertices.test(v)) vertexMap[v] = region->allocVertex(r.mesh->getVertices()[v].asPoint());
   for (int t = 0; t < r.mesh->getNumTriangles(); ++t) {
     if (!r.triangles.test(t)) continue;
     const MeshTriangle& tri = r.mesh->getTriangles()[t];
     // Without a face to come back as, it must stay.
-    if (!r.region.allocTriangle(r.vertexMap[tri[0]], r.vertexMap[tri[1]], r.vertexMap[tri[2]]))
+    if (!region->allocTriangle(vertexMap[tri[0]], vertexMap[tri[1]], vertexMap[tri[2]]))
       r.triangles.clearBit(t);
   }
-  meshTwin(r.region);
+  meshTwin(*region);
+  r.vertexMap.swap(vertexMap);
+  r.region = std::move(region);
   debugChannel().print("MeshConvertRep::extract: %f s\n", watch.stop());
-  return r.region;
+  return *r.region;
 }
 
 TopoMeshVertex MeshConvertRep::getTopoMeshVertex(int v) const {
@@ -77,7 +82,8 @@ struct MeshModifyRep::ModifyImpl : MeshConvertRep::ConvertImpl {
     return number < indices.size() ? indices[number] : -1;
   }
   int numberNewVertices();
-  void writeRegion(int numVertices);
+  void makeRoom(int numVertices, Array<int>& finalIndex);
+  void writeRegion(int t);
   void deleteOld(Array<int>& finalIndex);
 
   CompactMesh* writable;
@@ -97,19 +103,20 @@ MeshModifyRep::ModifyImpl* MeshModifyRep::getModify() const { return static_cast
 
 TopoMesh& MeshModifyRep::extract() {
   ModifyImpl& r = *getModify();
-  if (r.extracted) return r.region;
+  if (r.region) return *r.region;
   qvOS::StopWatch watch;
   watch.start();
-  MeshConvertRep::extract();
-  r.indices.assign(static_cast<std::size_t>(r.region.numVertices()) + 1, -1);
+  // Before the region, which stands for all that belongs to it.
+  r.indices.assign(static_cast<std::size_t>(r.vertices.numSetBits) + 1, -1);
   r.interior.resize(r.mesh->getNumVertices());
+  MeshConvertRep::extract();
   for (int v = 0; v < r.mesh->getNumVertices(); ++v) {
     if (!r.vertexMap[v]) continue;
     r.indices[r.vertexMap[v].number()] = v;
     if (r.isInterior(v)) r.interior.setBit(v);
   }
   debugChannel().print("MeshModifyRep::extract: %f s\n", watch.stop());
-  return r.region;
+  return *r.region;
 }
 
 void MeshModifyRep::removeVertex(TopoMeshVertex x) {
@@ -125,9 +132,8 @@ void MeshModifyRep::removeVertex(TopoMeshVertex x) {
 // @return the number of vertices with those of the region that are not in the mesh yet
 int MeshModifyRep::ModifyImpl::numberNewVertices() {
   int next = mesh->getNumVertices();
-  const std::int64_t last = std::int64_t{next} + region.numVertices();
-  if (last > std::numeric_limits<int>::max()) throw std::bad_alloc();
-  for (TopoMeshVertex x = region.firstVertex(); x; x = x.nextInMesh()) {
+  if (next > std::numeric_limits<int>::max() - region->numVertices()) throw std::bad_alloc();
+  for (TopoMeshVertex x = region->firstVertex(); x; x = x.nextInMesh()) {
     if (x.number() >= indices.size()) indices.resize(x.number() + 1, -1);
     int& index = indices[x.number()];
     if (index < 0 || interior.test(index)) index = next++;
@@ -135,13 +141,32 @@ int MeshModifyRep::ModifyImpl::numberNewVertices() {
   return next;
 }
 
-void MeshModifyRep::ModifyImpl::writeRegion(int numVertices) {
-  writable->resizeVertexArray(numVertices);
-  for (TopoMeshVertex x = region.firstVertex(); x; x = x.nextInMesh())
+// Sizes all that is written. When there is no memory for it the mesh stays as it was.
+// @param finalIndex gets an entry for each vertex
+void MeshModifyRep::ModifyImpl::makeRoom(int numVertices, Array<int>& finalIndex) {
+  const int oldVertices = mesh->getNumVertices(), oldTriangles = mesh->getNumTriangles();
+  if (oldTriangles > std::numeric_limits<int>::max() - region->numFaces()) throw std::bad_alloc();
+  const int numTriangles = oldTriangles + region->numFaces();
+  finalIndex.resize(numVertices);
+  BitVector oldInRegion(numVertices), replaced(numTriangles);
+  oldInRegion |= vertices;
+  replaced |= triangles;
+  try {
+    writable->resizeVertexArray(numVertices);
+    writable->resizeTriangleArray(numTriangles);
+  } catch (...) {
+    writable->resizeVertexArray(oldVertices);
+    throw;
+  }
+  writable->getSelectedVertices().swap(oldInRegion);
+  writable->getSelectedTriangles().swap(replaced);
+}
+
+// @param t the first triangle to write
+void MeshModifyRep::ModifyImpl::writeRegion(int t) {
+  for (TopoMeshVertex x = region->firstVertex(); x; x = x.nextInMesh())
     writable->getVertices()[indices[x.number()]].set(x.point().data());
-  int t = writable->getNumTriangles();
-  writable->resizeTriangleArray(t + region.numFaces());
-  for (TopoMeshFace face = region.firstFace(); face; face = face.nextInMesh(), ++t) {
+  for (TopoMeshFace face = region->firstFace(); face; face = face.nextInMesh(), ++t) {
     TopoMeshEdge edge = face.firstEdge();
     for (int& corner : writable->getTriangles()[t].v) {
       corner = indices[edge.start().number()];
@@ -152,16 +177,11 @@ void MeshModifyRep::ModifyImpl::writeRegion(int numVertices) {
 
 // @param finalIndex receives the number that each vertex has in the end, -1 for those that went
 void MeshModifyRep::ModifyImpl::deleteOld(Array<int>& finalIndex) {
-  const int n = writable->getNumVertices();
-  writable->getSelectedVertices().resize(n);
-  writable->getSelectedVertices() |= vertices;
-  writable->getSelectedTriangles().resize(writable->getNumTriangles());
-  writable->getSelectedTriangles() |= triangles;
   MeshDeleteSelected deleteSelected(*writable);
   deleteSelected();
   const qv::Reference<Remap> map = deleteSelected.getVertexMap();
-  finalIndex.resize(n);
-  for (int v = 0; v < n; ++v) finalIndex[v] = map ? (*map)(v) : -1;  // no map: the mesh is empty
+  for (int v = 0; v < finalIndex.size(); ++v)
+    finalIndex[v] = map ? (*map)(v) : -1;  // no map: the mesh is empty
 }
 
 void MeshModifyRep::merge() { merge(nullptr, nullptr); }
@@ -171,7 +191,9 @@ void MeshModifyRep::merge(Array<int>& vertexMap, ArrayMap<TopoMeshVertex, int>* 
 
 void MeshModifyRep::merge(Array<int>* vertexMap, ArrayMap<TopoMeshVertex, int>* map) {
   ModifyImpl& r = *getModify();
-  if (!r.extracted || std::exchange(r.merged, true)) return;
+  if (vertexMap) vertexMap->clear();
+  if (map) *map = ArrayMap<TopoMeshVertex, int>(-1);
+  if (!r.region || std::exchange(r.merged, true)) return;
   qvOS::StopWatch watch;
   watch.start();
   Array<int> finalIndex;
@@ -180,7 +202,9 @@ void MeshModifyRep::merge(Array<int>* vertexMap, ArrayMap<TopoMeshVertex, int>* 
     finalIndex.resize(r.mesh->getNumVertices());
     for (int v = 0; v < finalIndex.size(); ++v) finalIndex[v] = v;
   } else {
-    r.writeRegion(r.numberNewVertices());
+    const int firstFace = r.mesh->getNumTriangles();
+    r.makeRoom(r.numberNewVertices(), finalIndex);
+    r.writeRegion(firstFace);
     r.deleteOld(finalIndex);
     for (std::size_t v = 0; v < r.vertexMap.size(); ++v) {
       int& index = finalIndex[static_cast<int>(v)];
@@ -188,8 +212,7 @@ void MeshModifyRep::merge(Array<int>* vertexMap, ArrayMap<TopoMeshVertex, int>* 
     }
   }
   if (map) {
-    *map = ArrayMap<TopoMeshVertex, int>(-1);
-    for (TopoMeshVertex x = r.region.firstVertex(); x; x = x.nextInMesh())
+    for (TopoMeshVertex x = r.region->firstVertex(); x; x = x.nextInMesh())
       if (r.indexOf(x) >= 0) map->append(x, finalIndex[r.indexOf(x)]);
     map->sort();
   }

@@ -18,7 +18,9 @@ using qvUtil::ArrayMap;
 /// Copies a region of a mesh into a half-edge mesh, for algorithms that walk or edit connectivity.
 ///
 /// The vertex set is to hold the corners of all triangles in the triangle set; a triangle with another corner
-/// is left out of the region. Mesh and adjacency must outlive the object. One thread at a time.
+/// is left out of the region. Both sets may be shorter or longer than the mesh: what they say of elements
+/// that it has counts. Triangle indices are assumed in range. Mesh and adjacency must outlive the object. One
+/// thread at a time.
 class QVGEOM_API MeshConvertRep {
  public:
   /// What both kinds of region know of themselves.
@@ -34,8 +36,8 @@ class QVGEOM_API MeshConvertRep {
   virtual ~MeshConvertRep();
 
   /// Builds the region, with vertices and faces in the order of the mesh, and twins between neighbours.
-  /// Prints its seconds. A second call returns the same region. It lives as long as this object. O(V + T / 32
-  /// + region).
+  /// Prints its seconds. A second call returns the same region. It lives as long as this object. O(V + T).
+  /// After it ran out of memory (std::bad_alloc) it may be called again.
   virtual TopoMesh& extract();
 
   /// The region's vertex for one of the mesh; null when that is not in the region or was removed.
@@ -78,13 +80,13 @@ class QVGEOM_API MeshModifyRep : public MeshConvertRep {
   /// Vertices on the border of the region are moved to where the region has them. Sends one notice, of a
   /// topology that was modified, and empties the selections; prints its seconds. Nothing happens for a region
   /// without triangles, before `extract`, and the second time. New vertices have a position only; their other
-  /// channels are zero. O(V + T + region log region).
+  /// channels are zero. O(V + T + region log region). Where there is no memory to grow the mesh
+  /// (std::bad_alloc), it stays as it was, and that was its one merge.
   void merge();
   /// @param vertexMap new number of every old vertex, -1 for those that were removed; entries beyond are for
-  /// what
-  ///                  the region added. Empty when nothing happens but for a region without triangles: the
-  ///                  identity
-  /// @param map       null, or receives the new number of every vertex of the region
+  ///                  what the region added. For a region without triangles the identity; empty before
+  ///                  `extract` and the second time
+  /// @param map       null, or receives the new number of every vertex of the region; empty likewise
   void merge(Array<int>& vertexMap, ArrayMap<TopoMeshVertex, int>* map);
 
  private:

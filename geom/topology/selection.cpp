@@ -11,8 +11,9 @@ namespace {
 
 class Report {
  public:
+  // @param header null for none
   explicit Report(char const* header) {
-    debugChannel().print("%s", header);
+    if (header) debugChannel().print("%s", header);
     watch_.start();
   }
   void vertices(const BitVector& selected) { print("  selected vertices(%d): %f s\n", selected); }
@@ -51,7 +52,7 @@ MeshSelect::MeshSelect(CompactMesh const& mesh, MeshAdjTris const& adjTris, BitV
 void MeshSelect::selectVertices(const qvLinear::ProjMatrix& m, qv::vector<qvLinear::Point> const& lasso) {
   debugChannel().print("MeshSelect::selectVertices: vertices(%d) triangles(%d)\n", numVertices_,
                        numTriangles_);
-  Report report("");
+  Report report(nullptr);
   struct ScreenPoint {
     float xy[2];
   };

@@ -14,8 +14,8 @@
 namespace qvGeom {
 
 /// Edits a selection of triangles and one of vertices: derives one from the other, and lets them grow. Built
-/// for one editing step; the mesh must not change while it lives. Selections shorter than the mesh are made
-/// anew when this is built: they are empty then.
+/// for one editing step; the mesh must not change while it lives. Selections shorter or longer than the mesh
+/// are made anew when this is built: they are empty then.
 ///
 /// What derives a selection clears it first; what adds to one leaves set what was set. Most operations print
 /// their name, and how many are selected and the seconds, on the debug channel. One thread at a time.

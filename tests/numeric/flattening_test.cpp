@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <numbers>
+#include <utility>
 
 #include "geom/planar/polygon_triangulation.h"
 
@@ -231,6 +232,34 @@ TEST(Flattening, CutsWhatIsNoDiscUnlessTold) {
     EXPECT_EQ(1u, notices.sent.size());
     for (const float uv : uvsOf(mesh)) EXPECT_TRUE(uv >= 0 && uv <= 1) << uv;
   }
+}
+
+TEST(Flattening, BeginsAnewWithEveryCall) {
+  const CompactMesh closed = tetrahedron();
+  CompactMesh mesh = shapes::make(shapes::Tris{{0, 1, 2}, {3, 4, 5}, {6, 7, 8}, {9, 10, 11}});
+  for (int v = 0; v < 12; ++v) mesh.getVertices()[v] = closed.getVertices()[closed.getTrianglesRaw()[v]];
+  CompactMesh expected = mesh;
+  reparameterizeMesh flattening(mesh);
+  flattening.enableMeshCutSurface(false);
+  EXPECT_FALSE(flattening.flatten());
+  flattening.enableMeshCutSurface(true);
+  for (int round = 0; round < 2; ++round) {
+    AppLog log;
+    ASSERT_TRUE(flattening.flatten());
+    const auto messages = std::exchange(log.lines, {});
+    ASSERT_TRUE(flatten(expected));
+    EXPECT_EQ(log.lines, messages);
+    EXPECT_EQ(uvsOf(expected), uvsOf(mesh));
+  }
+  // Another number of vertices than the first copy has.
+  reparameterizeMesh outdated(mesh);
+  mesh.resizeVertexArray(11);
+  mesh.resizeTriangleArray(3);
+  expected = mesh;
+  EXPECT_FALSE(outdated.flatten());
+  EXPECT_EQ(uvsOf(expected), uvsOf(mesh));
+  EXPECT_TRUE(outdated.flatten() && flatten(expected));
+  EXPECT_EQ(uvsOf(expected), uvsOf(mesh));
 }
 
 TEST(Flattening, RefusesAndSaysWhy) {

@@ -133,6 +133,9 @@ TEST(SparseMatrix, ProductsHaveTheBitsOfTheRows) {
         A.getMatrixTimesVector(x, y);
         EXPECT_THAT(bitsOf(y), testing::ContainerEq(bitsOf(expected)));
         A.getVectorMinusMatrixTimesVector(system.b, x, r);
+        const NVector kept = r;
+        A.getVectorMinusMatrixTimesVector(system.b, NVector(n + 1), r);
+        EXPECT_EQ(bitsOf(kept), bitsOf(r)) << "a vector of another size";
         double reversed = 0, forward = 0;
         for (int i = n - 1; i >= 0; --i) reversed += x[i] * expected[i];
         for (int i = 0; i < n; ++i) forward += x[i] * expected[i];
@@ -263,6 +266,7 @@ TEST(ConjugateGradient, GoesStepByStepLikeTheMethodWrittenDown) {
         if (seed % 5 == 0) system.b = NVector(system.A.size());
         const int n = system.A.size();
         ConjugateGradient solver(n);
+        EXPECT_EQ(0, solver.getConvergenceValue());
         solver.A() = system.A;
         std::unique_ptr<Preconditioner> preconditioner;
         if (kind == Kind::diagonal) {

@@ -216,6 +216,11 @@ TEST(HoleFilling, BendsEvenly) {
       CompactMesh mesh = before;
       ASSERT_EQ(fill(mesh, {0}, HoleQualityFair), 1);
       EXPECT_LT(worstUnevenness(before, mesh), 2e-5);
+      CompactMesh small = before;
+      for (int i = 0; i < 3 * before.getNumVertices(); ++i) small.getVerticesRaw()[i] *= 0x1p-17f;
+      ASSERT_EQ(fill(small, {0}, HoleQualityFair), 1);
+      for (int i = 0; i < 3 * small.getNumVertices(); ++i) small.getVerticesRaw()[i] *= 0x1p17f;
+      EXPECT_TRUE(positionsOf(small) == positionsOf(mesh)) << "of any size";
       for (const auto& [x, y, z] : newPoints(before, mesh))
         EXPECT_TRUE(rings > 1 || std::fabs(z) < 1e-5) << z;
       forThreadCounts([&] {

@@ -115,7 +115,7 @@ TEST(DihedralAngles, ListEachFoldOnceForEveryNumberOfThreads) {
     bool listed;
   };
   for (const Case& c : {Case{170, 15, true}, Case{160, 15, false}, Case{90, 90, true}, Case{90, 89.9, false},
-                        Case{0, 180, true}}) {
+                        Case{0, 180, true}, Case{0, 200, true}}) {
     const CompactMesh mesh = folded(c.apart);
     MeshDihedralAnglesResult result;
     meshFindAnglesLessThan(mesh, Adjacency(mesh).tris, c.minimum, result);
@@ -215,6 +215,14 @@ TEST(MeshRepair, MakesItsStepsInOrder) {
   EXPECT_TRUE(repair.repairOnce() && mesh.getNumTriangles() == n && mesh.getNumVertices() == 48);
   EXPECT_TRUE(repair.repairOnce() && !repair.needsRepair() && !repair.hasMobiusStrip());
   EXPECT_EQ(indicesOf(mesh), before);
+
+  // The test that is forgotten shares its result with one that is not.
+  mesh.resizeTriangleArray(n + 1);
+  mesh.getTriangles()[n] = mesh.getTriangles()[5];
+  MeshRepair half(mesh);
+  EXPECT_TRUE(half.needsRepair());
+  half.getCharacteristics()->reset(Check::TopoGoodTriangles);
+  EXPECT_TRUE(half.repairOnce() && indicesOf(mesh) == before);
 
   // A one-sided piece goes where there is another; alone it cannot be mended.
   CompactMesh strip = moebius(12), both = joined(shapes::torus(8, 6), strip);

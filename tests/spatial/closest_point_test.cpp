@@ -1,5 +1,6 @@
 #include "geom/spatial/closest_point.h"
 
+#include <array>
 #include <gtest/gtest.h>
 #include <limits>
 
@@ -146,6 +147,10 @@ TEST(ClosestPointByVertices, StopsAtTheStatedDistanceAndFollowsLines) {
   DebugLog log;
   EXPECT_EQ(meshClosestVertex2(m.mesh, m.octree, Point(0, 0, 15)), 4);
   EXPECT_EQ(log.messages.at(0).find("   meshClosestVertex: "), 0u);
+  // Beyond the range of floats.
+  EXPECT_DOUBLE_EQ(meshClosestVertex2(m.mesh, m.octree, Point(0, 0, 1e40)), 1e80);
+  EXPECT_DOUBLE_EQ(meshClosestPoint(m.mesh, m.octree, adjacency.tris, Point(0, 0, 1e40), &coord), 1e40);
+  EXPECT_EQ(coord.triangle, 1);
   // The foot of (3, 0, 13) on the line is (0, 0, 13), a corner of the second triangle.
   const Line line(Point(0, 0, 2), Vector(0, 0, -3));
   coord = meshRayClosestPt(m.mesh, 10, m.octree, adjacency.tris, line, Point(3, 0, 13));
@@ -197,6 +202,10 @@ TEST(ClosestPointOnLine, MeasuresSegmentsNotTheSurface) {
   EXPECT_LT(distance(onLine(runs[1][0]).evaluate(m.mesh.getVertices(), m.mesh.getTriangles()), runs[1][0]),
             1e-6);
   EXPECT_FALSE(MeshClosestPtOnLine(m.mesh, adjacency.tris, MeshSequence())(Point()).valid());
+  MeshSequence still;
+  still.addRun(
+      3, std::array{MeshCoord{{{1, 0, 0}, 5}}, MeshCoord{{{1, 0, 0}, 5}}, MeshCoord{{{1, 0, 0}, 5}}}.data());
+  EXPECT_EQ(MeshClosestPtOnLine(m.mesh, adjacency.tris, still)(Point()), (MeshCoord{{{1, 0, 0}, 5}}));
 }
 
 TEST(MeshPtInside, ChangesSidesOnceAlongARay) {

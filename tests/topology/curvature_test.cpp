@@ -99,6 +99,7 @@ TEST(Curvature, OnBoundariesIsTheAverageOfNeighbours) {
   EXPECT_GT(k[4], 0.5);
   EXPECT_EQ(Floats(k.begin(), k.end() - 1), Floats(9, k[4]));
   EXPECT_EQ(k[9], 0) << "isolated";
+  EXPECT_TRUE(curvatureOf(CompactMesh(), 1, AffineMatrixFlt::scale(2, 2, 2)).empty());
 }
 
 TEST(Curvature, IsFiniteAndTheSameForEveryNumberOfThreads) {

@@ -39,6 +39,17 @@ TEST(Area, FollowsTheLinearPartOfThePlacement) {
   placement.transform = qvLinear::AffineMatrixFlt::scale(1e-3f, 1e-3f, 1);
   EXPECT_EQ(meshArea({placement, {{}, nullptr}}, MeshChannel::vertices, fractions), 0);
   EXPECT_THAT(fractions, testing::ElementsAre(testing::FloatEq(5e-7f), 0));
+
+  // Beyond floats, and not numbers.
+  mesh.resizeTriangleArray(2);
+  mesh.resizeVertexArray(4);
+  mesh.getTriangles()[1] = {{0, 1, 3}};
+  mesh.getVertices()[3].x = mesh.getUVs()[3].u = kNan;
+  EXPECT_EQ(meshArea({{}, &mesh}, MeshChannel::vertices), 0.5f);
+  EXPECT_EQ(meshArea({{}, &mesh}, MeshChannel::uvs), 2);
+  placement.transform = qvLinear::AffineMatrixFlt::scale(kMax, kMax, 1);
+  EXPECT_EQ(meshArea({placement, placement}, MeshChannel::vertices, fractions), kMax);
+  EXPECT_THAT(fractions, testing::Each(testing::FloatNear(1, 1e-6f)));
 }
 
 TEST(Boxes, CoverFiniteCoordinatesOnly) {
@@ -67,6 +78,8 @@ TEST(Boxes, OfArrangementsSkipEmptyAndMissingMeshes) {
   DebugLog log;
   arrangementBoundingBox({{shift, &mesh}, {shift, &empty}, {shift, nullptr}}, box);
   EXPECT_EQ(floatsOf(box.min, 6), (Floats{0, 10, 0, 1, 11, 0}));
+  box.transform(qvLinear::AffineMatrix::scale(1e39, -1e39, 1));
+  EXPECT_EQ(floatsOf(box.min, 6), (Floats{0, -kMax, 0, kMax, -kMax, 0}));
   EXPECT_THAT(log.messages.back(), testing::MatchesRegex("arrangementBoundingBox: 3 meshes  [0-9.]+ s\n"));
 }
 

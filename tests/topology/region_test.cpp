@@ -72,13 +72,14 @@ TEST(Region, UneditedComesBackBehindTheRest) {
             (std::vector<int>{0, 3, 1, 2, 4, 5, 6, 2, 7, 6, 7, 0, 0, 7, 3, 2, 5, 7, 7, 5, 8, 7, 8, 3}));
   EXPECT_TRUE(region.notices == 1 && mesh.getSelectedVertices().size() == 0);
   for (const auto& [x, index] : ofRegion) EXPECT_EQ(cornerOf(x), cornerOf(mesh.getVertices()[index]));
-  region.rep->merge();
-  EXPECT_EQ(region.notices, 1) << "once only";
+  region.rep->merge(map, &ofRegion);
+  EXPECT_TRUE(map.empty() && ofRegion.begin() == ofRegion.end() && region.notices == 1) << "once only";
 
   // The whole mesh keeps all its numbers; no triangle, and nothing happens.
   const std::vector<int> before = indicesOf(mesh);
-  BitVector all(8), none(8);
+  BitVector all(9), none(9);
   all.setAllBits();
+  none.setBit(8);  // of a triangle that the mesh had once
   Region whole(mesh, all);
   whole.rep->extract();
   whole.rep->merge(map, nullptr);

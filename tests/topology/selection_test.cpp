@@ -87,6 +87,7 @@ TEST(MeshSelect, LassoAddsWhatItHolds) {
   select.selectVertices(half, lasso);
   EXPECT_EQ(setBits(vertices), (std::vector<int>{0, 1, 2, 24}));
   EXPECT_EQ(log.messages.at(0), "MeshSelect::selectVertices: vertices(25) triangles(32)\n");
+  EXPECT_EQ(log.messages.size(), 2u);
   EXPECT_EQ(log.messages.back().find("  selected vertices(4): "), 0u);
   half.m[15] = 0;
   select.selectVertices(half, lasso);
@@ -103,7 +104,8 @@ TEST(MeshDeleteSelected, KeepsWhatIsUsedAndSaysWhatWent) {
     for (int v = 0; v < n; ++v) mesh.getVertices()[v].x = mesh.getUVs()[v].u = static_cast<float>(v);
     mesh.getSelectedVertices().resize(vertices.empty() ? 0 : vertices.back() + 1);
     mesh.getSelectedVertices().setBits(static_cast<int>(vertices.size()), vertices.data());
-    mesh.getSelectedTriangles().resize(mesh.getNumTriangles());
+    mesh.getSelectedTriangles().resize(mesh.getNumTriangles() + 1);
+    mesh.getSelectedTriangles().setBit(mesh.getNumTriangles());  // of a triangle that the mesh had once
     mesh.getSelectedTriangles().setBits(static_cast<int>(triangles.size()), triangles.data());
     qvRTB::SignalBase client;
     int notices = 0;
@@ -131,7 +133,7 @@ TEST(MeshDeleteSelected, KeepsWhatIsUsedAndSaysWhatWent) {
     }
   };
   const shapes::Tris two{{0, 1, 2}, {2, 1, 3}};
-  deleted(two, {0}, {0, 1, 2, 3}, {1, 0, 2}, {-1, 0, 1, 2},
+  deleted(two, {0}, {0, 1, 2, 3, 40}, {1, 0, 2}, {-1, 0, 1, 2},
           "meshDeleteSelected:  vertices 4(4)  triangles 1(2)\n");
   deleted(two, {0}, {}, {2, 1, 3}, {0, 1, 2, 3}, "meshDeleteSelected:  vertices 0(4)  triangles 1(2)\n");
   deleted(two, {1}, {0, 1}, {0, 1, 2}, {0, 1, 2, 3}, "meshDeleteSelected:  vertices 2(4)  triangles 1(2)\n");

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <limits>
 #include <new>
 #include <type_traits>
 #include <utility>
@@ -23,7 +24,8 @@ class QVGEOM_API ArrayAllocator : public qv::ReferenceCount {
 
 /// Contiguous array of plain values, aligned to a cache line.
 /// Elements stay where they are until the next call that changes the size. Growing costs amortised O(1) per
-/// element through `push_back` and one exact block through the resizing calls.
+/// element through `push_back` and one exact block through the resizing calls. Without memory for them, or
+/// for more elements than an int counts, std::bad_alloc is thrown and the array stays as it was.
 template <typename T>
 class Array {
   static_assert(std::is_trivially_copyable_v<T>);
@@ -78,7 +80,7 @@ class Array {
   }
   void push_back(const T& value) {
     const T copy = value;  // `value` may live in this array
-    if (size_ == capacity_) reallocate(std::max(16, capacity_ + capacity_ / 2));
+    if (size_ == capacity_) reallocate(grownCapacity());
     data_[size_++] = copy;
   }
   /// Drops all elements and their storage.
@@ -106,6 +108,11 @@ class Array {
  private:
   explicit Array(qv::Reference<ArrayAllocator> allocator) : allocator_(std::move(allocator)) {}
 
+  int grownCapacity() const {
+    constexpr int kMost = std::numeric_limits<int>::max();
+    if (capacity_ == kMost) throw std::bad_alloc();
+    return capacity_ > kMost / 3 * 2 ? kMost : std::max(16, capacity_ + capacity_ / 2);
+  }
   static std::size_t bytes(int n) { return sizeof(T) * static_cast<std::size_t>(n); }
   T* obtain(int n) const {
     return static_cast<T*>(allocator_ ? allocator_->allocate(bytes(n))

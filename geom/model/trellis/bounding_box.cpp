@@ -4,6 +4,8 @@
 #include <cmath>
 #include <limits>
 
+#include "geom/model/keel/values.h"
+
 namespace qvGeom {
 
 using qvLinear::Point;
@@ -86,7 +88,9 @@ void BoundingBox::transform(const qvLinear::AffineMatrix& m) {
   for (int k = 0; k < 8; ++k) {
     float corner[3];
     getPoint(k, corner);
-    result.extend(PointFlt(m.apply(Point(corner[0], corner[1], corner[2]))));
+    Point p = m.apply(Point(corner[0], corner[1], corner[2]));
+    for (int i = 0; i < 3; ++i) p[i] = qvUtil::withinFloats(p[i]);
+    result.extend(PointFlt(p));
   }
   *this = result;
 }

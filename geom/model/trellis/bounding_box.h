@@ -79,7 +79,8 @@ class QVGEOM_API BoundingBox {
            min[0] <= max[0] && min[1] <= max[1] && box.min[0] <= box.max[0] && box.min[1] <= box.max[1];
   }
 
-  /// Replaces this box by the box of its eight transformed corners, computed in double. Empty stays empty.
+  /// Replaces this box by the box of its eight transformed corners, computed in double. Coordinates that no
+  /// float can hold become the largest of their sign. Empty stays empty.
   void transform(const qvLinear::AffineMatrix& m);
   void transform(const qvLinear::AffineMatrixFlt& m) { transform(qvLinear::AffineMatrix(m)); }
 };

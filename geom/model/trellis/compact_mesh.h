@@ -86,6 +86,9 @@ class QVGEOM_API CompactMesh : public PointMesh {
   int const* getLineStripStarts() const;
   void resizeLineStripArrays(int strips, int points) { lineStrips_.resize(strips, points); }
 
+  /// Faces of more than three corners, whose change notices can name: a mesh has none, always 0.
+  int getNumPolys() const { return 0; }
+
   BitVector& getSelectedTriangles() { return selectedTriangles_; }
   BitVector const& getSelectedTriangles() const { return selectedTriangles_; }
   /// Empties both selections: their sizes are 0 afterwards.
