@@ -1,10 +1,12 @@
-// The verb render, by the pictures that it writes.
+// The verbs that make pictures of meshes, by these: render and bake; and pick, which looks into them.
 
 #include <array>
+#include <cmath>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <png.h>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -98,6 +100,67 @@ TEST_F(Render, RefusesWhatMakesNoSense) {
     EXPECT_THAT(o.err, testing::HasSubstr(c.message));
   }
   EXPECT_FALSE(std::filesystem::exists(folder / "x.png"));
+}
+
+// An octahedron of radius 5 about (100, 0, 0) whose triangles have corners of their own, after a triangle
+// without area and one that is nowhere.
+std::string octahedron() {
+  std::string vertices = "nan 0 0\n", triangles = "3 0 1 2\n3 1 1 2\n";
+  for (int i = 0; i < 8; ++i) {
+    const int x = i & 1 ? -5 : 5, y = i & 2 ? -5 : 5, z = i & 4 ? -5 : 5;
+    vertices +=
+        std::to_string(100 + x) + " 0 0\n100 " + std::to_string(y) + " 0\n100 0 " + std::to_string(z) + "\n";
+    triangles += "3";
+    for (int k = 0; k < 3; ++k) triangles += " " + std::to_string(3 * i + k + 1);
+    triangles += "\n";
+  }
+  return "25 10\n" + vertices + triangles;
+}
+
+TEST_F(Render, PickTellsWhatThePictureShows) {
+  folder.write("in.qvm", octahedron());
+  for (const std::string view : {"--view iso ", "--view -3,1,-2 --up z --fov 90 "}) {
+    // Bit k of a triangle's number, less the first two, tells whether picture k shows it yellow or violet.
+    std::vector<Decoded> bits;
+    for (int k = 0; k < 3; ++k) {
+      std::string numbers = "0\n";
+      for (int v = 0; v < 24; ++v) numbers += std::to_string(v / 3 >> k & 1) + "\n";
+      folder.write("bits.txt", numbers);
+      bits.emplace_back(pictureOf(view + "in.qvm --scalars bits.txt --ao 0 --background transparent"));
+    }
+    int hits = 0, misses = 0;
+    for (int y = 1; y < 41; y += 6)
+      for (int x = 6; x < 61; x += 7) {
+        const Outcome o =
+            run("pick in.qvm --size 61x41 " + view + "--at " + std::to_string(x) + "," + std::to_string(y));
+        ASSERT_EQ(o.code, 0) << o.err;
+        SCOPED_TRACE(view + std::to_string(x) + "," + std::to_string(y) + ": " + o.out);
+        const int alpha = bits[0].at(x, y)[3];
+        misses += alpha == 0;
+        if (alpha == 0) {
+          EXPECT_EQ(o.out, "miss\n");
+        }
+        if (alpha < 255) continue;
+        int triangle = -1;
+        double px = 0, py = 0, pz = 0;
+        std::istringstream(o.out) >> triangle >> px >> py >> pz;
+        EXPECT_NEAR(std::fabs(px - 100) + std::fabs(py) + std::fabs(pz), 5, 1e-4);
+        for (int k = 0; k < 3; ++k) {
+          const Pixel p = bits[static_cast<std::size_t>(k)].at(x, y);
+          const bool isYellow = p[1] > 2 * p[2], isViolet = p[2] > 1.5 * p[1];
+          if (isYellow || isViolet) {  // else on an edge
+            EXPECT_EQ((triangle - 2) >> k & 1, isYellow) << k;
+          }
+        }
+        ++hits;
+      }
+    EXPECT_GT(hits, 8);
+    EXPECT_GT(misses, 12);
+  }
+  EXPECT_EQ(run("pick in.qvm --at 450,337 --view z --json").out.substr(0, 12), "{\"triangle\":");
+  EXPECT_EQ(run("pick in.qvm --at 0,0 --json").out, "null\n");
+  for (const char* bad : {"61,0", "0,41", "-1,0", "1", "1,", "1,2,3", "a,b", "1.5,2"})
+    EXPECT_EQ(run(std::string("pick in.qvm --size 61x41 --at ") + bad).code, 2) << bad;
 }
 
 }  // namespace

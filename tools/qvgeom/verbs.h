@@ -32,6 +32,7 @@ Verb makeNormals(CLI::App& program);
 Verb makeOffset(CLI::App& program);
 Verb makeOrient(CLI::App& program);
 Verb makePack(CLI::App& program);
+Verb makePick(CLI::App& program);
 Verb makeRaycast(CLI::App& program);
 Verb makeReduce(CLI::App& program);
 Verb makeRender(CLI::App& program);
