@@ -163,5 +163,30 @@ TEST_F(Render, PickTellsWhatThePictureShows) {
     EXPECT_EQ(run(std::string("pick in.qvm --size 61x41 --at ") + bad).code, 2) << bad;
 }
 
+TEST_F(Render, WireframeDrawsTheEdgesThatAreSeen) {
+  // A square with a diagonal from the upper left in front of a smaller one.
+  folder.write("in.qvm",
+               "8 4\n-1 -1 0\n1 -1 0\n1 1 0\n-1 1 0\n-.5 -.5 -.1\n.5 -.5 -.1\n.5 .5 -.1\n-.5 .5 -.1\n"
+               "3 0 1 3\n3 1 2 3\n3 4 5 6\n3 4 6 7\n");
+  const auto brightness = [](const Decoded& picture, int x, int y) { return picture.at(x, y)[1]; };
+  const Decoded plain(pictureOf("in.qvm --view z"));
+  const std::string file = pictureOf("in.qvm --view z --wireframe --threads 1");
+  EXPECT_EQ(pictureOf("in.qvm --view z --wireframe --threads 2"), file);
+  const Decoded front(file);
+  for (int i = -15; i <= 15; ++i)
+    EXPECT_LT(brightness(front, 30 + i, 20 + i), 80) << "no gap in the diagonal: " << i;
+  EXPECT_LT(std::min(brightness(front, 30, 1), brightness(front, 30, 2)), 180) << "nor in the outline";
+  for (int x = 32; x < 45; ++x)
+    EXPECT_EQ(front.at(x, 20), plain.at(x, 20)) << "what is hidden stays so: " << x;
+
+  const Decoded back(pictureOf("in.qvm --view -z --wireframe --background transparent --samples 16"));
+  int dark = 0;
+  for (int x = 32; x < 47; ++x) dark += brightness(back, x, 20) < 120 && back.at(x, 20)[3] > 200;
+  EXPECT_GE(dark, 1) << "the small one's side, from behind";
+  EXPECT_EQ(back.at(2, 2)[3], 0);
+  folder.write("nan.qvm", "3 1\nnan 0 0\n0 inf 0\n0 0 1\n3 0 1 2\n");
+  EXPECT_EQ(Decoded(pictureOf("nan.qvm --wireframe")).at(30, 20), kWhite);
+}
+
 }  // namespace
 }  // namespace qvGeom

@@ -10,6 +10,7 @@
 #include "scalar_options.h"
 #include "tracing.h"
 #include "verbs.h"
+#include "wireframe.h"
 
 namespace tool {
 
@@ -26,6 +27,7 @@ struct Options {
   int samples = 4;
   int ao = 16;
   bool recomputeNormals = false;
+  bool wireframe = false;
 };
 
 // @return whether there is one: a transparent picture has none
@@ -76,6 +78,7 @@ ExitCode runRender(const Options& options, Console& console) {
   const Camera camera = plan.viewpoint.cameraFor(scene.mesh());
   Picture picture(plan.viewpoint.width, plan.viewpoint.height, plan.hasAlpha);
   trace(scene, camera, plan.look, picture, console);
+  if (options.wireframe) drawWireframe(scene, camera, picture, console);
   writeBytes(encodePng(picture), options.output);
   return kDone;
 }
@@ -107,6 +110,7 @@ Verb makeRender(CLI::App& program) {
       ->type_name("COLOUR")
       ->capture_default_str();
   app->add_flag("--recompute-normals", o.recomputeNormals, "leave aside the normals that the file has");
+  app->add_flag("--wireframe", o.wireframe, "draw the edges of the triangles, as far as they are seen");
   app->footer(
       "Surfaces are rounded off where they bend by less than 50 degrees, unless the file has normals.\n\n"
       "Examples:\n  qvgeom render bunny.obj -o bunny.png\n"
