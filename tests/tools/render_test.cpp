@@ -188,5 +188,73 @@ TEST_F(Render, WireframeDrawsTheEdgesThatAreSeen) {
   EXPECT_EQ(Decoded(pictureOf("nan.qvm --wireframe")).at(30, 20), kWhite);
 }
 
+class Bake : public Render {
+ protected:
+  // A square of side 4 whose texture coordinates are a times the positions plus b. The middles of pixels lie
+  // on the edge that its triangles share.
+  void writeSquare(double a, double b) const {
+    std::string text;
+    for (const auto& [x, y] : {std::pair{0, 0}, {4, 0}, {4, 4}, {0, 4}})
+      text += "v " + std::to_string(x) + " " + std::to_string(y) + " 0\nvt " +
+              std::to_string(std::fabs(a) * x / 4 + b) + " " + std::to_string(a * y / 4 + b) + "\n";
+    folder.write("square.obj", text + "f 2/2 4/4 1/1\nf 4/4 2/2 3/3\n");
+  }
+  Decoded baked(const std::string& arguments) const {
+    const Outcome o = run("bake square.obj -o out.png " + arguments);
+    EXPECT_EQ(o.code, 0) << o.err;
+    return Decoded(folder.read("out.png"));
+  }
+};
+
+TEST_F(Bake, PaintsWhereTextureCoordinatesAre) {
+  for (const auto& [a, b] : {std::pair{1.0, 0.0}, {-1.0, 0.0}, {3.0, -7.0}}) {
+    SCOPED_TRACE(a);
+    writeSquare(a, b);
+    const Decoded four = baked("--size 4 --quantity position");
+    for (int x = 0; x < 4; ++x)
+      for (int y = 0; y < 4; ++y) {
+        const int up = static_cast<int>(std::lround(255 * (y + 0.5) / 4));
+        const Pixel p = four.at(x, 3 - y);
+        EXPECT_NEAR(p[0], 255 * (x + 0.5) / 4, 1);
+        EXPECT_NEAR(p[1], a < 0 ? 255 - up : up, 1) << "v is up";
+        EXPECT_EQ(p[2], 128);
+        EXPECT_EQ(p[3], 255);
+      }
+  }
+  EXPECT_THAT(folder.read("err.txt"), testing::HasSubstr("fitted into the unit square"));
+  EXPECT_EQ(baked("--size 1").at(0, 0), (Pixel{128, 128, 255, 255})) << "the normal";
+  const Decoded colours = baked("--size 4 --quantity triangle");
+  EXPECT_NE(colours.at(0, 3), colours.at(3, 0));
+  EXPECT_EQ(baked("--size 2 --quantity stretch").at(0, 0), baked("--size 2 --quantity mean").at(1, 1))
+      << "the middle of the scale, where all is equal";
+
+  writeSquare(0.5, 0);
+  folder.write("x.txt", "0\n1\n1\n0\n");
+  const Decoded quarter = baked("--size 40 --scalars x.txt");
+  EXPECT_EQ(quarter.at(20, 39)[3], 0);
+  EXPECT_EQ(quarter.at(0, 19)[3], 0);
+  EXPECT_GT(quarter.at(0, 39)[2], quarter.at(0, 39)[1]) << "violet";
+  EXPECT_GT(quarter.at(19, 20)[1], 2 * quarter.at(19, 20)[2]) << "yellow";
+}
+
+TEST_F(Bake, RefusesWhatMakesNoSense) {
+  writeSquare(1, 0);
+  folder.write("plain.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n");
+  struct Case {
+    const char* arguments;
+    int code;
+    const char* message;
+  };
+  for (const Case& c :
+       {Case{"plain.obj", 4, "plain.obj: no texture coordinates"}, Case{"square.obj --size 0", 2, "--size"},
+        Case{"square.obj --size 16385", 2, "--size"}, Case{"square.obj --quantity colour", 2, "--quantity"},
+        Case{"square.obj --range 0 1", 2, "no scale"}}) {
+    const Outcome o = run(std::string("bake -o x.png ") + c.arguments);
+    EXPECT_EQ(o.code, c.code) << c.arguments;
+    EXPECT_THAT(o.err, testing::HasSubstr(c.message));
+  }
+  EXPECT_FALSE(std::filesystem::exists(folder / "x.png"));
+}
+
 }  // namespace
 }  // namespace qvGeom

@@ -40,7 +40,7 @@ class Program {
               makeStitch(app_),    makeFill(app_),    makeCut(app_),     makeFlatten(app_),
               makeClosest(app_),   makeRaycast(app_), makeInside(app_),  makeIntersect(app_),
               makeCurvature(app_), makeMass(app_),    makePack(app_),    makeBounds(app_),
-              makeRender(app_),    makePick(app_)};
+              makeRender(app_),    makePick(app_),    makeBake(app_)};
     help_ = app_.add_subcommand("help", "Explain a verb, with examples");
     help_->add_option("VERB", helpVerb_, "the verb to explain");
   }

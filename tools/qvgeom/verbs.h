@@ -14,6 +14,7 @@ struct Verb {
   std::function<ExitCode(Console&)> run;
 };
 
+Verb makeBake(CLI::App& program);
 Verb makeBounds(CLI::App& program);
 Verb makeCheck(CLI::App& program);
 Verb makeClean(CLI::App& program);
