@@ -173,8 +173,10 @@ TEST_F(Render, WireframeDrawsTheEdgesThatAreSeen) {
   const std::string file = pictureOf("in.qvm --view z --wireframe --threads 1");
   EXPECT_EQ(pictureOf("in.qvm --view z --wireframe --threads 2"), file);
   const Decoded front(file);
-  for (int i = -15; i <= 15; ++i)
+  for (int i = -15; i <= 15; ++i) {
     EXPECT_LT(brightness(front, 30 + i, 20 + i), 80) << "no gap in the diagonal: " << i;
+    EXPECT_NEAR(brightness(front, 31 + i, 20 + i), brightness(plain, 31 + i, 20 + i), 5) << "nor a shift";
+  }
   EXPECT_LT(std::min(brightness(front, 30, 1), brightness(front, 30, 2)), 180) << "nor in the outline";
   for (int x = 32; x < 45; ++x)
     EXPECT_EQ(front.at(x, 20), plain.at(x, 20)) << "what is hidden stays so: " << x;
