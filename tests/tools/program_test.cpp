@@ -132,7 +132,7 @@ TEST_F(Program, ExplainsItself) {
   EXPECT_THAT(run("help").out, HasSubstr("Exit codes"));
   for (const std::string verb :
        {"info", "convert", "weld", "make", "normals", "transform", "closest", "raycast", "inside",
-        "intersect", "render", "cut", "fill", "flatten", "clean"})
+        "intersect", "render", "pick", "bake", "cut", "fill", "flatten", "clean"})
     EXPECT_THAT(run("help " + verb).out, HasSubstr("Examples:\n  qvgeom " + verb));
 }
 

@@ -28,7 +28,8 @@ Vector rightOf(const Vector& up) {
 
 }  // namespace
 
-Camera::Camera(Vector back, Vector up, double fieldOfView, int width, int height) : up_(up), back_(back) {
+Camera::Camera(Vector back, Vector up, double fieldOfView, int width, int height)
+    : width_(width), height_(height), up_(up), back_(back) {
   back_.normalize();
   up_.normalize();
   // Looking straight down, what lies behind is up in the picture; looking up, what lies in front.
@@ -68,6 +69,25 @@ void Camera::fit(qvGeom::MeshVertex const* points, int n) {
   const double distance =
       std::max({(right + left) / 2, (top + bottom) / 2, nearest + 0.05 * (nearest - farthest)});
   position_ = Point() + (w * (right - left) / 2) * right_ + (h * (top - bottom) / 2) * up_ + distance * back_;
+  nearDepth_ = 0.5 * (distance - nearest);
+  farDepth_ = 2 * (distance - farthest);
+}
+
+qvLinear::ProjMatrixFlt Camera::projection() const {
+  const double range = farDepth_ - nearDepth_;
+  const Vector rows[4] = {1 / halfWidth_ * right_, 1 / halfHeight_ * up_,
+                          -(farDepth_ + nearDepth_) / range * back_, -back_};
+  const double shifts[4] = {0, 0, -2 * farDepth_ * nearDepth_ / range, 0};
+  qvLinear::ProjMatrixFlt projection;
+  for (int r = 0; r < 4; ++r) {
+    for (int k = 0; k < 3; ++k) projection.m[4 * k + r] = static_cast<float>(rows[r][k]);
+    projection.m[12 + r] = static_cast<float>(shifts[r] - dot(rows[r], position_ - Point()));
+  }
+  return projection;
+}
+
+Place Camera::place(const qvLinear::HPoint& p) const {
+  return {(1 + p[0] / p[3]) / 2 * width_, (1 - p[1] / p[3]) / 2 * height_};
 }
 
 Vector Camera::direction(double x, double y) const {

@@ -3,6 +3,7 @@
 #include <memory>
 #include <string_view>
 
+#include "curvature_values.h"
 #include "mesh_verb.h"
 #include "number_rows.h"
 #include "verbs.h"
@@ -29,16 +30,7 @@ ExitCode runCurvature(const Options& options, Console& console) {
   const qvGeom::MeshCurvature kind = curvatureOf(options.kind);
   qvGeom::CompactMesh mesh;
   readMesh(options.files.input, parseFormat(options.files.format), 0.5, console, mesh);
-  console.progress().setCaption("measuring");
-  if (!mesh.getNormals()) meshComputeNormals(mesh);
-  qvGeom::MeshAdjTris adjTris;
-  meshAdjTris(mesh, adjTris);
-  qvGeom::MeshAdjVertices adjVertices;
-  meshAdjVertices(mesh, adjTris, adjVertices);
-  console.throwIfInterrupted();
-  qv::vector<float> values(static_cast<std::size_t>(mesh.getNumVertices()));
-  meshCurvature(mesh, adjTris, adjVertices, {}, kind, values.data());
-  console.throwIfInterrupted();
+  const qv::vector<float> values = vertexCurvatures(mesh, kind, console);
   std::string text;
   for (const float value : values) {
     appendNumber(text, value);

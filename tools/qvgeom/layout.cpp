@@ -36,6 +36,9 @@ struct Pair {
   }
   double area() const { return length(cross(side[0], side[1])) / 2; }
   double imageArea() const { return (image[0].u * image[1].v - image[0].v * image[1].u) / 2; }
+  bool isMeasurable() const {
+    return area() > 0 && length(side[0]) > 0 && std::isfinite(area()) && std::isfinite(imageArea());
+  }
 };
 
 // Squared stretches of a triangle: the greatest, the least, and the mean over all directions.
@@ -71,25 +74,35 @@ void angleErrors(const Pair& t, double* errors) {
   }
 }
 
-void measureSpan(const CompactMesh& mesh, double* span) {
-  constexpr double kInfinity = std::numeric_limits<double>::infinity();
-  double least[2] = {kInfinity, kInfinity}, greatest[2] = {-kInfinity, -kInfinity};
-  for (int i = 0; i < 3 * mesh.getNumTriangles(); ++i) {
-    const qvGeom::MeshUV& uv = mesh.getUVs()[mesh.getTrianglesRaw()[i]];
-    const double at[2] = {uv.u, uv.v};
-    for (int k = 0; k < 2; ++k) {
-      least[k] = std::min(least[k], at[k]);
-      greatest[k] = std::max(greatest[k], at[k]);
-    }
-  }
-  for (int k = 0; k < 2; ++k) span[k] = std::max(greatest[k] - least[k], 0.0);
+}  // namespace
+
+bool isInLayout(const CompactMesh& mesh, int triangle) {
+  const MeshTriangle& t = mesh.getTriangles()[triangle];
+  return std::all_of(t.v, t.v + 3, [&](int v) {
+    return std::isfinite(mesh.getUVs()[v].u) && std::isfinite(mesh.getUVs()[v].v);
+  });
 }
 
-}  // namespace
+LayoutBox layoutBox(const CompactMesh& mesh) {
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  LayoutBox box{{kInfinity, kInfinity}, {-kInfinity, -kInfinity}};
+  for (int t = 0; t < mesh.getNumTriangles(); ++t) {
+    if (!isInLayout(mesh, t)) continue;
+    for (const int v : mesh.getTriangles()[t].v) {
+      const double at[2] = {mesh.getUVs()[v].u, mesh.getUVs()[v].v};
+      for (int k = 0; k < 2; ++k) {
+        box.least[k] = std::min(box.least[k], at[k]);
+        box.greatest[k] = std::max(box.greatest[k], at[k]);
+      }
+    }
+  }
+  return box;
+}
 
 LayoutQuality measureLayout(const CompactMesh& mesh, Console& console) {
   LayoutQuality q;
-  measureSpan(mesh, q.span);
+  const LayoutBox box = layoutBox(mesh);
+  for (int k = 0; k < 2; ++k) q.span[k] = std::max(box.greatest[k] - box.least[k], 0.0);
   for (const signed char side : layoutSides(mesh)) {
     q.flipped += side < 0;
     q.collapsed += side == 0;
@@ -100,7 +113,7 @@ LayoutQuality measureLayout(const CompactMesh& mesh, Console& console) {
   for (int t = 0; t < mesh.getNumTriangles(); ++t) {
     if (t % kInterruptRhythm == 0) console.throwIfInterrupted();
     const Pair pair(mesh, mesh.getTriangles()[t]);
-    if (!(pair.area() > 0) || !(length(pair.side[0]) > 0)) continue;
+    if (!pair.isMeasurable()) continue;
     area += pair.area();
     imageArea += std::fabs(pair.imageArea());
     const Stretch stretch = stretchOf(pair);
@@ -122,6 +135,22 @@ LayoutQuality measureLayout(const CompactMesh& mesh, Console& console) {
   q.stretchMin = std::sqrt(least * scale);
   q.angleMean = angles / static_cast<double>(corners);
   return q;
+}
+
+std::vector<double> layoutStretches(const CompactMesh& mesh) {
+  std::vector<double> stretches;  // squared, until the scale is known
+  double area = 0, imageArea = 0;
+  for (int t = 0; t < mesh.getNumTriangles(); ++t) {
+    const Pair pair(mesh, mesh.getTriangles()[t]);
+    const bool isMeasurable = pair.isMeasurable();
+    stretches.push_back(isMeasurable ? stretchOf(pair).mean : std::numeric_limits<double>::quiet_NaN());
+    if (!isMeasurable) continue;
+    area += pair.area();
+    imageArea += std::fabs(pair.imageArea());
+  }
+  const double scale = imageArea > 0 ? area / imageArea : 0;  // of squared lengths
+  for (double& stretch : stretches) stretch = std::sqrt(stretch * scale);
+  return stretches;
 }
 
 std::vector<signed char> layoutSides(const CompactMesh& mesh) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -10,6 +11,20 @@
 #include "console.h"
 
 namespace tool {
+
+/// Whether all three corners of a triangle have finite texture coordinates.
+bool isInLayout(const qvGeom::CompactMesh& mesh, int triangle);
+
+/// The range of u and of v over the triangles that are in the layout; without any the least is infinite, and
+/// the greatest is less.
+struct LayoutBox {
+  double least[2];
+  double greatest[2];
+
+  bool isEmpty() const { return !(least[0] <= greatest[0]); }
+  double extent() const { return std::max(greatest[0] - least[0], greatest[1] - least[1]); }
+};
+LayoutBox layoutBox(const qvGeom::CompactMesh& mesh);
 
 /// How a mesh lies in the plane by its texture coordinates. Triangles without area on the surface do not
 /// count. Stretch is told for the layout scaled to the area of the surface: 1 is true to length.
@@ -30,6 +45,10 @@ struct LayoutQuality {
 /// @param mesh with texture coordinates
 /// Throws a failure: interrupted.
 LayoutQuality measureLayout(const qvGeom::CompactMesh& mesh, Console& console);
+
+/// For each triangle the root of its mean square stretch over all directions, scaled as above; NaN for one
+/// without a finite area on the surface, or without finite texture coordinates.
+std::vector<double> layoutStretches(const qvGeom::CompactMesh& mesh);
 
 /// For each triangle 1, or -1 if it faces the other way than most in the layout, or 0 if it has no area
 /// there.

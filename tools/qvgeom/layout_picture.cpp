@@ -5,11 +5,11 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
-#include <limits>
 #include <vector>
 
 #include "exit_code.h"
 #include "layout.h"
+#include "line_walk.h"
 #include "picture.h"
 
 namespace tool {
@@ -28,40 +28,19 @@ namespace {
 constexpr double kSide = 1000;  // longer side of the picture, pixels
 constexpr double kMargin = 20;
 
-struct Place {
-  double x, y;
-};
-
 // Where texture coordinates come to lie. Those that are not finite are left out, with their triangles.
 class Frame {
  public:
   explicit Frame(const CompactMesh& mesh) : mesh_(mesh) {
-    constexpr double kInfinity = std::numeric_limits<double>::infinity();
-    double least[2] = {kInfinity, kInfinity}, greatest[2] = {-kInfinity, -kInfinity};
-    for (int t = 0; t < mesh.getNumTriangles(); ++t) {
-      if (!isFinite(t)) continue;
-      for (const int v : mesh.getTriangles()[t].v) {
-        const double at[2] = {mesh.getUVs()[v].u, mesh.getUVs()[v].v};
-        for (int k = 0; k < 2; ++k) {
-          least[k] = std::min(least[k], at[k]);
-          greatest[k] = std::max(greatest[k], at[k]);
-        }
-      }
-    }
-    const double extent = std::max(greatest[0] - least[0], greatest[1] - least[1]);
-    if (!(extent >= 0)) return;
-    scale_ = extent > 0 ? (kSide - 2 * kMargin) / extent : 0;
-    left_ = least[0];
-    top_ = greatest[1];
-    width = static_cast<int>(std::ceil((greatest[0] - least[0]) * scale_ + 2 * kMargin));
-    height = static_cast<int>(std::ceil((greatest[1] - least[1]) * scale_ + 2 * kMargin));
+    const LayoutBox box = layoutBox(mesh);
+    if (box.isEmpty()) return;
+    scale_ = box.extent() > 0 ? (kSide - 2 * kMargin) / box.extent() : 0;
+    left_ = box.least[0];
+    top_ = box.greatest[1];
+    width = static_cast<int>(std::ceil((box.greatest[0] - box.least[0]) * scale_ + 2 * kMargin));
+    height = static_cast<int>(std::ceil((box.greatest[1] - box.least[1]) * scale_ + 2 * kMargin));
   }
 
-  bool isFinite(int t) const {
-    return std::all_of(mesh_.getTriangles()[t].v, mesh_.getTriangles()[t].v + 3, [&](int v) {
-      return std::isfinite(mesh_.getUVs()[v].u) && std::isfinite(mesh_.getUVs()[v].v);
-    });
-  }
   std::array<Place, 3> triangle(int t) const {
     std::array<Place, 3> places;
     for (std::size_t k = 0; k < 3; ++k) {
@@ -88,23 +67,10 @@ class Canvas {
   Canvas(int width, int height)
       : width_(width), height_(height), light_(static_cast<std::size_t>(width) * height, Light{{1, 1, 1}}) {}
 
-  // Takes light away along a line as wide as a pixel: from the two pixels that it passes between in each
-  // column, or in each row where it is steep.
-  void line(Place a, Place b, const Light& ink, float opacity) {
-    const bool isSteep = std::fabs(b.y - a.y) > std::fabs(b.x - a.x);
-    if (isSteep) {
-      std::swap(a.x, a.y);
-      std::swap(b.x, b.y);
-    }
-    if (a.x > b.x) std::swap(a, b);
-    const double slope = b.x > a.x ? (b.y - a.y) / (b.x - a.x) : 0;
-    for (int x = static_cast<int>(std::lround(a.x)); x <= static_cast<int>(std::lround(b.x)); ++x) {
-      const double y = a.y + slope * (std::clamp(static_cast<double>(x), a.x, b.x) - a.x);
-      const int row = static_cast<int>(std::floor(y));
-      const auto part = static_cast<float>(y - row);
-      dot(x, row, isSteep, ink, opacity * (1 - part));
-      dot(x, row + 1, isSteep, ink, opacity * part);
-    }
+  void line(const Place& a, const Place& b, const Light& ink, float opacity) {
+    walkLine(a, b, [&](double, const LineDot& first, const LineDot& second) {
+      for (const LineDot& at : {first, second}) dot(at, ink, opacity * at.part);
+    });
   }
 
   std::string png() const {
@@ -115,10 +81,9 @@ class Canvas {
   }
 
  private:
-  void dot(int x, int y, bool isSteep, const Light& ink, float opacity) {
-    if (isSteep) std::swap(x, y);
-    if (x < 0 || y < 0 || x >= width_ || y >= height_) return;
-    Light& light = light_[static_cast<std::size_t>(y) * width_ + x];
+  void dot(const LineDot& at, const Light& ink, float opacity) {
+    if (at.x < 0 || at.y < 0 || at.x >= width_ || at.y >= height_) return;
+    Light& light = light_[static_cast<std::size_t>(at.y) * width_ + at.x];
     light = light * (1 - opacity) + ink * opacity;
   }
 
@@ -131,7 +96,7 @@ class Canvas {
 float opacityFor(const CompactMesh& mesh, const Frame& frame) {
   double total = 0;
   for (int t = 0; t < mesh.getNumTriangles(); ++t) {
-    if (!frame.isFinite(t)) continue;
+    if (!isInLayout(mesh, t)) continue;
     const auto p = frame.triangle(t);
     total += length(p[0], p[1]) + length(p[1], p[2]) + length(p[2], p[0]);
   }
@@ -145,7 +110,7 @@ std::string asPng(const CompactMesh& mesh, const Frame& frame, const std::vector
   const Light black = fromScreen(0.1f, 0.15f, 0.25f), red = fromScreen(0.85f, 0.05f, 0.05f);
   for (const bool flipped : {false, true})
     for (int t = 0; t < mesh.getNumTriangles(); ++t) {
-      if ((sides[t] < 0) != flipped || !frame.isFinite(t)) continue;
+      if ((sides[t] < 0) != flipped || !isInLayout(mesh, t)) continue;
       const auto p = frame.triangle(t);
       for (std::size_t k = 0; k < 3; ++k)
         canvas.line(p[k], p[(k + 1) % 3], flipped ? red : black, flipped ? 0.7f : opacity);
@@ -163,7 +128,7 @@ std::string asSvg(const CompactMesh& mesh, const Frame& frame, const std::vector
   for (const bool flipped : {false, true}) {
     svg += flipped ? "<path stroke=\"#d11\" d=\"" : "<path stroke=\"#1a2640\" d=\"";
     for (int t = 0; t < mesh.getNumTriangles(); ++t) {
-      if ((sides[t] < 0) != flipped || !frame.isFinite(t)) continue;
+      if ((sides[t] < 0) != flipped || !isInLayout(mesh, t)) continue;
       const auto p = frame.triangle(t);
       std::snprintf(text, sizeof text, "M%.2f %.2fL%.2f %.2f %.2f %.2fz\n", p[0].x, p[0].y, p[1].x, p[1].y,
                     p[2].x, p[2].y);

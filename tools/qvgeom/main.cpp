@@ -33,13 +33,14 @@ class Program {
     app_.footer(kExitCodes);
     app_.require_subcommand(1);
     app_.fallthrough();  // global options may follow the verb
-    verbs_ = {
-        makeInfo(app_),    makeConvert(app_), makeWeld(app_),      makeNormals(app_),   makeTransform(app_),
-        makeMake(app_),    makeClean(app_),   makeCheck(app_),     makeRepair(app_),    makeOrient(app_),
-        makeReverse(app_), makeSelect(app_),  makeSwapEdges(app_), makeReduce(app_),    makeSmooth(app_),
-        makeOffset(app_),  makeStitch(app_),  makeFill(app_),      makeCut(app_),       makeFlatten(app_),
-        makeClosest(app_), makeRaycast(app_), makeInside(app_),    makeIntersect(app_), makeCurvature(app_),
-        makeMass(app_),    makePack(app_),    makeBounds(app_),    makeRender(app_)};
+    verbs_ = {makeInfo(app_),      makeConvert(app_), makeWeld(app_),    makeNormals(app_),
+              makeTransform(app_), makeMake(app_),    makeClean(app_),   makeCheck(app_),
+              makeRepair(app_),    makeOrient(app_),  makeReverse(app_), makeSelect(app_),
+              makeSwapEdges(app_), makeReduce(app_),  makeSmooth(app_),  makeOffset(app_),
+              makeStitch(app_),    makeFill(app_),    makeCut(app_),     makeFlatten(app_),
+              makeClosest(app_),   makeRaycast(app_), makeInside(app_),  makeIntersect(app_),
+              makeCurvature(app_), makeMass(app_),    makePack(app_),    makeBounds(app_),
+              makeRender(app_),    makePick(app_),    makeBake(app_)};
     help_ = app_.add_subcommand("help", "Explain a verb, with examples");
     help_->add_option("VERB", helpVerb_, "the verb to explain");
   }

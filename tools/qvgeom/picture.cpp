@@ -42,10 +42,11 @@ std::string encodePng(const Picture& picture) {
   return bytes;
 }
 
-Light mapToColour(double value) {
+Light ColourScale::colour(double number) const {
   static constexpr unsigned kStops[] = {0x440154, 0x482475, 0x414487, 0x355f8d, 0x2a788e, 0x21918c,
                                         0x22a884, 0x44bf70, 0x7ad151, 0xbddf26, 0xfde725};
   constexpr int kLast = static_cast<int>(std::size(kStops)) - 1;
+  const double value = high > low ? (number - low) / (high - low) : 0.5;
   const double place = std::clamp(value, 0.0, 1.0) * kLast;
   const int stop = std::min(static_cast<int>(place), kLast - 1);
   const float part = static_cast<float>(place - stop);

@@ -47,8 +47,19 @@ struct Picture {
 /// The bytes of a PNG file.
 std::string encodePng(const Picture& picture);
 
-/// Colour of a value from 0 to 1: from dark violet over green to yellow, with steps that look equally large
-/// and that grow lighter all the way, so that it reads without colour too. Values outside are clamped.
-Light mapToColour(double value);
+/// Gives numbers colours: from dark violet over green to yellow, with steps that look equally large and that
+/// grow lighter all the way, so that it reads without colour too.
+struct ColourScale {
+  double low = 0, high = 1;  ///< what the first and the last colour stand for; low <= high
+
+  /// Numbers beyond the ends have the colours of the ends. Where the ends are equal all have the middle one.
+  /// @param number not NaN
+  Light colour(double number) const;
+};
+
+/// Where something lies in a picture, in pixels: x to the right, y downwards.
+struct Place {
+  double x, y;
+};
 
 }  // namespace tool

@@ -1,52 +1,34 @@
 #include <algorithm>
 #include <cctype>
 #include <charconv>
-#include <cmath>
 #include <memory>
-#include <numbers>
 #include <string>
 #include <vector>
 
-#include "camera.h"
+#include "camera_options.h"
 #include "mesh_io.h"
+#include "scalar_options.h"
 #include "tracing.h"
 #include "verbs.h"
+#include "wireframe.h"
 
 namespace tool {
 
 namespace {
 
-constexpr int kLargestSide = 16384;
-
 struct Options {
   std::string input;
   std::string format;
   std::string output;
-  std::string size = "900x675";
-  std::string view = "iso";
-  std::string up = "y";
+  CameraOptions camera;
+  ScalarOptions scalars;
   std::string background = "white";
   std::string colour = "none";
-  std::string scalars;
-  std::vector<double> range;
-  double fieldOfView = 30;
   int samples = 4;
   int ao = 16;
   bool recomputeNormals = false;
+  bool wireframe = false;
 };
-
-bool parseSide(std::string_view text, int& side) {
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), side);
-  return error == std::errc() && end == text.data() + text.size() && side >= 1 && side <= kLargestSide;
-}
-
-void parseSize(const std::string& text, int& width, int& height) {
-  const std::size_t cross = text.find('x');
-  if (cross == std::string::npos || !parseSide(std::string_view(text).substr(0, cross), width) ||
-      !parseSide(std::string_view(text).substr(cross + 1), height))
-    throw Failure(kUsage, "--size: '" + text + "' is not WIDTHxHEIGHT with sides up to " +
-                              std::to_string(kLargestSide));
-}
 
 // @return whether there is one: a transparent picture has none
 bool parseBackground(const std::string& text, Light& background) {
@@ -67,54 +49,36 @@ bool parseBackground(const std::string& text, Light& background) {
 // Everything that the command line says, settled before any file is read.
 struct Plan {
   Format format;
-  int width = 0, height = 0;
-  qvLinear::Vector up, back;
+  Viewpoint viewpoint;
   bool hasAlpha;
   Look look;
 
-  explicit Plan(const Options& o) : format(resolveFormat(o.input, parseFormat(o.format), true)) {
-    if (o.input == "-" && o.scalars == "-") throw Failure(kUsage, "only one file can be standard input");
-    parseSize(o.size, width, height);
-    up = parseDirection(o.up, "--up");
-    back = parseView(o.view, up);
+  explicit Plan(const Options& o)
+      : format(resolveFormat(o.input, parseFormat(o.format), true)), viewpoint(o.camera) {
+    o.scalars.check(o.input);
     hasAlpha = !parseBackground(o.background, look.background);
     if ((o.samples & (o.samples - 1)) != 0) throw Failure(kUsage, "--samples: a power of two is needed");
     if (o.ao % 4 != 0) throw Failure(kUsage, "--ao: a multiple of 4 is needed");
     look.samples = o.samples;
     look.aoRays = o.ao;
     if (o.colour == "normal") look.colour = Look::Colour::byNormal;
-    if (!o.scalars.empty()) look.colour = Look::Colour::byScalar;
-    if (!o.range.empty() &&
-        !(std::isfinite(o.range[0]) && std::isfinite(o.range[1]) && o.range[0] < o.range[1]))
-      throw Failure(kUsage, "--range: the first number must be less than the second");
+    if (!o.scalars.file.empty()) look.colour = Look::Colour::byScalar;
   }
 };
-
-void readScalars(const Options& options, const qvGeom::CompactMesh& mesh, NumberRows& scalars, Look& look,
-                 Console& console) {
-  scalars.read(options.scalars, console);
-  if (scalars.size() != static_cast<std::size_t>(mesh.getNumVertices()))
-    throw Failure(kUnreadable, displayName(options.scalars, true) + ": " + std::to_string(scalars.size()) +
-                                   " numbers for the " + std::to_string(mesh.getNumVertices()) +
-                                   " vertices of the mesh");
-  if (scalars.size() == 0) return;
-  const auto [low, high] = std::minmax_element(scalars[0], scalars[0] + scalars.size());
-  look.scalarMin = options.range.empty() ? *low : options.range[0];
-  look.scalarMax = options.range.empty() ? *high : options.range[1];
-}
 
 ExitCode runRender(const Options& options, Console& console) {
   Plan plan(options);
   qvGeom::CompactMesh mesh;
   readMesh(options.input, plan.format, 0.2, console, mesh);
-  NumberRows scalars(1);
-  if (!options.scalars.empty()) readScalars(options, mesh, scalars, plan.look, console);
+  std::vector<double> scalars;
+  if (!options.scalars.file.empty()) scalars = options.scalars.read(mesh, console);
+  plan.look.scale = options.scalars.scaleFor(scalars);
   const Scene scene(mesh, scalars, !options.recomputeNormals, console);
   if (scene.empty()) console.warn(displayName(options.input, true) + ": no triangles to show");
-  Camera camera(plan.back, plan.up, options.fieldOfView * std::numbers::pi / 180, plan.width, plan.height);
-  if (!scene.empty()) camera.fit(scene.mesh().getVertices(), scene.mesh().getNumVertices());
-  Picture picture(plan.width, plan.height, plan.hasAlpha);
+  const Camera camera = plan.viewpoint.cameraFor(scene.mesh());
+  Picture picture(plan.viewpoint.width, plan.viewpoint.height, plan.hasAlpha);
   trace(scene, camera, plan.look, picture, console);
+  if (options.wireframe) drawWireframe(scene, camera, picture, console);
   writeBytes(encodePng(picture), options.output);
   return kDone;
 }
@@ -128,19 +92,7 @@ Verb makeRender(CLI::App& program) {
   app->add_option("MESH", o.input, "mesh file (.obj, .qvm), or - for standard input")->required();
   app->add_option("-o,--output", o.output, "PNG file to write, or - for standard output")->required();
   app->add_option("--format", o.format, "format of the mesh: obj or qvm; by default its name tells");
-  app->add_option("--size", o.size, "in pixels")->type_name("WxH")->capture_default_str();
-  app->add_option(
-         "--view", o.view,
-         "where the camera stands: a direction x,y,z from the mesh, an axis such as -x, or front, back, "
-         "left, right, top, bottom or iso")
-      ->type_name("VIEW")
-      ->capture_default_str();
-  app->add_option("--up", o.up, "what is up: a direction x,y,z or an axis")
-      ->type_name("DIR")
-      ->capture_default_str();
-  app->add_option("--fov", o.fieldOfView, "angle of view in degrees, along the shorter side")
-      ->capture_default_str()
-      ->check(CLI::Range(1.0, 120.0));
+  o.camera.addTo(*app);
   app->add_option("--samples", o.samples, "rays for each pixel, a power of two")
       ->capture_default_str()
       ->check(CLI::Range(4, 1024));
@@ -151,20 +103,14 @@ Verb makeRender(CLI::App& program) {
   auto* colour = app->add_option("--color", o.colour, "colour by 'normal' or not at all: 'none'")
                      ->capture_default_str()
                      ->check(CLI::IsMember({"none", "normal"}));
-  auto* scalars = app->add_option("--scalars", o.scalars,
-                                  "colour by numbers: a text file with one for each vertex, in the order of "
-                                  "'qvgeom convert --to qvm'; or - for standard input")
-                      ->type_name("FILE")
-                      ->excludes(colour);
-  app->add_option("--range", o.range,
-                  "numbers that have the first and the last colour (default: the extremes)")
-      ->type_name("MIN MAX")
-      ->expected(2)
-      ->needs(scalars);
+  const ScalarOptions::Added scalars = o.scalars.addTo(*app);
+  scalars.file->excludes(colour);
+  scalars.range->needs(scalars.file);
   app->add_option("--background", o.background, "white, black, transparent or #rrggbb")
       ->type_name("COLOUR")
       ->capture_default_str();
   app->add_flag("--recompute-normals", o.recomputeNormals, "leave aside the normals that the file has");
+  app->add_flag("--wireframe", o.wireframe, "draw the edges of the triangles, as far as they are seen");
   app->footer(
       "Surfaces are rounded off where they bend by less than 50 degrees, unless the file has normals.\n\n"
       "Examples:\n  qvgeom render bunny.obj -o bunny.png\n"

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "stage.h"
+
 namespace tool {
 
 using qvGeom::CompactMesh;
@@ -22,34 +24,18 @@ constexpr double kSuppliedCosine = 0.5;
 // The pole of a fine sphere has thousands of triangles; so many tell as much.
 constexpr int kMostAround = 128;
 
-bool isFinite(const Point& p) { return std::isfinite(p[0]) && std::isfinite(p[1]) && std::isfinite(p[2]); }
-
-Vector twiceArea(const CompactMesh& mesh, const MeshTriangle& t) {
-  const Point a = mesh.getVertices()[t[0]].asPoint();
-  const Point b = mesh.getVertices()[t[1]].asPoint();
-  const Point c = mesh.getVertices()[t[2]].asPoint();
-  return cross(b - a, c - a);
-}
-
-bool hasArea(const CompactMesh& mesh, const MeshTriangle& t) {
-  for (const int v : t.v)
-    if (!isFinite(mesh.getVertices()[v].asPoint())) return false;
-  return length2(twiceArea(mesh, t)) > 0;
-}
-
 }  // namespace
 
-Scene::Scene(const CompactMesh& mesh, const NumberRows& scalars, bool supplied, Console& console) {
-  takeTriangles(mesh);
+Scene::Scene(const CompactMesh& mesh, const std::vector<double>& scalars, bool supplied, Console& console) {
+  const std::vector<int> sources = stageMesh(mesh, surface_.mesh).vertices;
   if (empty()) return;
-  placeVertices(mesh);
   measureFacets();
-  for (const int v : sources_)
-    if (scalars.size() > 0) scalars_.push_back(*scalars[static_cast<std::size_t>(v)]);
+  for (const int v : sources)
+    if (!scalars.empty()) scalars_.push_back(scalars[static_cast<std::size_t>(v)]);
   if (supplied && mesh.getNormals()) {
     surface_.mesh.allocNormalArray();
-    for (std::size_t v = 0; v < sources_.size(); ++v)
-      surface_.mesh.getNormals()[v] = mesh.getNormals()[sources_[v]];
+    for (std::size_t v = 0; v < sources.size(); ++v)
+      surface_.mesh.getNormals()[v] = mesh.getNormals()[sources[v]];
   } else {
     welded_ = surface_.mesh;
     qvGeom::Remap remap;
@@ -60,44 +46,10 @@ Scene::Scene(const CompactMesh& mesh, const NumberRows& scalars, bool supplied, 
   surface_.index(0.1, console, 8);
 }
 
-void Scene::takeTriangles(const CompactMesh& mesh) {
-  std::vector<int> numbers(static_cast<std::size_t>(mesh.getNumVertices()), -1);
-  std::vector<MeshTriangle> kept;
-  for (int i = 0; i < mesh.getNumTriangles(); ++i) {
-    MeshTriangle t = mesh.getTriangles()[i];
-    if (!hasArea(mesh, t)) continue;
-    for (int& v : t.v) {
-      int& number = numbers[static_cast<std::size_t>(v)];
-      if (number < 0) {
-        number = static_cast<int>(sources_.size());
-        sources_.push_back(v);
-      }
-      v = number;
-    }
-    kept.push_back(t);
-  }
-  surface_.mesh.resizeVertexArray(static_cast<int>(sources_.size()));
-  surface_.mesh.resizeTriangleArray(static_cast<int>(kept.size()));
-  std::copy(kept.begin(), kept.end(), surface_.mesh.getTriangles());
-}
-
-void Scene::placeVertices(const CompactMesh& mesh) {
-  qvGeom::BoundingBox box;
-  for (const int v : sources_) box.extend(&mesh.getVertices()[v].x);
-  const Point low(box.minPt());
-  const Vector diagonal = Point(box.maxPt()) - low;
-  const Point centre = low + 0.5 * diagonal;
-  const double scale = kRadius / (0.5 * length(diagonal));
-  for (std::size_t v = 0; v < sources_.size(); ++v) {
-    const Vector p = scale * (mesh.getVertices()[sources_[v]].asPoint() - centre);
-    surface_.mesh.getVertices()[v].set(p.data());
-  }
-}
-
 void Scene::measureFacets() {
   facets_.reserve(static_cast<std::size_t>(mesh().getNumTriangles()));
   for (int t = 0; t < mesh().getNumTriangles(); ++t)
-    facets_.emplace_back(twiceArea(mesh(), mesh().getTriangles()[t]));
+    facets_.emplace_back(areaNormal(mesh(), mesh().getTriangles()[t]));
 }
 
 Vector Scene::flatNormal(int triangle) const {

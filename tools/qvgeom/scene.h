@@ -5,22 +5,17 @@
 #include "geom/qvGeom.h"
 
 #include "console.h"
-#include "number_rows.h"
 #include "spatial_mesh.h"
 
 namespace tool {
 
-/// A mesh made ready for a picture: moved to the origin and scaled to a fixed size, with normals that keep
-/// edges sharp. Vertices that no triangle uses, and triangles without a finite area, are left out.
+/// A mesh made ready for a picture: staged, with normals that keep edges sharp.
 class Scene {
  public:
-  /// Half the diagonal of the box.
-  static constexpr double kRadius = 1000;
-
   /// @param scalars empty, or one number for each vertex of the mesh
   /// @param supplied whether normals that the mesh has are used
   /// Throws a failure: interrupted.
-  Scene(const qvGeom::CompactMesh& mesh, const NumberRows& scalars, bool supplied, Console& console);
+  Scene(const qvGeom::CompactMesh& mesh, const std::vector<double>& scalars, bool supplied, Console& console);
 
   bool empty() const { return surface_.mesh.getNumTriangles() == 0; }
   const SpatialMesh& surface() const { return surface_; }
@@ -41,13 +36,10 @@ class Scene {
   double scalar(const qvGeom::MeshCoord& at) const;
 
  private:
-  void takeTriangles(const qvGeom::CompactMesh& mesh);
-  void placeVertices(const qvGeom::CompactMesh& mesh);
   void measureFacets();
   qvLinear::Vector cornerNormal(int triangle, int corner) const;
 
   SpatialMesh surface_;
-  std::vector<int> sources_;                 // the vertex of the file that each vertex comes from
   std::vector<double> scalars_;              // [V]
   std::vector<qvLinear::VectorFlt> facets_;  // [T] normals, as long as twice the area
   // For each corner the triangles around its position, where there are no supplied normals.

@@ -8,6 +8,8 @@
 #include <limits>
 #include <vector>
 
+#include "stage.h"
+
 namespace tool {
 
 using qvGeom::MeshCoord;
@@ -19,9 +21,9 @@ using qvLinear::VectorFlt;
 
 namespace {
 
-// Lengths are in units of the scene, whose radius is 1000.
-constexpr double kLift = 0.15;             // of secondary rays off their surface, above the rounding of a hit
-constexpr double kReach = Scene::kRadius;  // what is farther keeps no light away
+// Lengths are in units of the stage, whose radius is 1000.
+constexpr double kLift = 0.15;           // of secondary rays off their surface, above the rounding of a hit
+constexpr double kReach = kStageRadius;  // what is farther keeps no light away
 
 constexpr float kSunCap = 0.012f;  // height of the cap of directions that the key light covers: soft shadows
 constexpr int kTile = 4;           // exponent; pixels that differ lie in tiles of 16 x 16
@@ -197,10 +199,8 @@ class PixelTracer {
         const auto part = [](double x) { return static_cast<float>(0.55 + 0.38 * x); };
         return fromScreen(part(n[0]), part(n[1]), part(n[2]));
       }
-      case Look::Colour::byScalar: {
-        const double range = s_.look.scalarMax - s_.look.scalarMin;
-        return mapToColour(range > 0 ? (s_.scene.scalar(at) - s_.look.scalarMin) / range : 0.5);
-      }
+      case Look::Colour::byScalar:
+        return s_.look.scale.colour(s_.scene.scalar(at));
       case Look::Colour::plain:
         break;
     }

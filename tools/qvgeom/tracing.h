@@ -11,8 +11,8 @@ struct Look {
   int samples = 4;  ///< rays through each pixel, a power of two from 4 on
   int aoRays = 16;  ///< rays from each point of the surface that is seen, a multiple of 4; 0: no occlusion
   enum class Colour { plain, byNormal, byScalar } colour = Colour::plain;
-  double scalarMin = 0, scalarMax = 1;  ///< what the ends of the colour map stand for
-  Light background = {{1, 1, 1}};       ///< of pictures without alpha
+  ColourScale scale;
+  Light background = {{1, 1, 1}};  ///< of pictures without alpha
 };
 
 /// Traces the picture, its rows in parallel. Same picture for every number of threads. Throws a failure:

@@ -14,6 +14,7 @@ struct Verb {
   std::function<ExitCode(Console&)> run;
 };
 
+Verb makeBake(CLI::App& program);
 Verb makeBounds(CLI::App& program);
 Verb makeCheck(CLI::App& program);
 Verb makeClean(CLI::App& program);
@@ -32,6 +33,7 @@ Verb makeNormals(CLI::App& program);
 Verb makeOffset(CLI::App& program);
 Verb makeOrient(CLI::App& program);
 Verb makePack(CLI::App& program);
+Verb makePick(CLI::App& program);
 Verb makeRaycast(CLI::App& program);
 Verb makeReduce(CLI::App& program);
 Verb makeRender(CLI::App& program);
