@@ -26,7 +26,7 @@ namespace qvGeom {
 QVGEOM_API void meshRead(CompactMesh& mesh, qvOS::Filename const& file);
 /// Adds the vertices and faces of a file to the mesh, indices counting from the file's first vertex, and then
 /// pairs all open half-edges (meshTwin). The mesh stays as it is when the file cannot be opened or is
-/// refused.
+/// refused; running out of memory (std::bad_alloc) may leave part of the file in it.
 QVGEOM_API void meshRead(TopoMesh& mesh, qvOS::Filename const& file);
 
 /// The same for text in memory. @param progress null, or told the fraction of the text that was read

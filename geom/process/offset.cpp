@@ -337,6 +337,7 @@ void deleteInput(CompactMesh& shell, const Array<int>& vertexMap) {
   select.getSelectedVertices() |= fromInput;  // those without triangles
   MeshDeleteSelected deleteSelected(shell);
   deleteSelected();
+  shell.clearSelection();  // without triangles nothing was deleted
 }
 
 }  // namespace

@@ -39,7 +39,7 @@ class QVGEOM_API MeshOffset {
 
   /// Each call builds a new mesh, which the caller owns: positions, triangles and computed normals, nothing
   /// else of the input. Null when D is not finite, when a record is not that of the mesh, and when a vertex
-  /// would leave the range of a float. A mesh without triangles comes back with its vertices alone.
+  /// would leave the range of a float. A mesh without triangles comes back with its vertices alone, unmoved.
   ///
   /// @param shell the closed shell; otherwise the moved copy alone
   CompactMesh* calculate(bool shell);

@@ -405,15 +405,16 @@ class MeshIntersect::Impl {
   void selfIntersect(qvUtil::Progress& progress, std::deque<MeshIntersectPair>& pairs) {
     qvOS::StopWatch watch;
     watch.start();
-    pairs.clear();
+    std::deque<MeshIntersectPair> found;
     if (fits_) {
       const Surface surface(mesh_);
       SelfIntersectAlg alg(surface, octreeTris_, triVoxels(), boxes_.data(),
                            largestCoordinate(octree_.getRoot()));
       alg.setProgress(&progress);
       qvUtil::ThreadPool::get().runChunks(alg);
-      alg.merge(pairs);
+      alg.merge(found);
     }
+    pairs.swap(found);
     debugChannel().print("qvGeom::meshSelfIntersect: %d triangles\n    %d tri/tri intersections\n    %f s\n",
                          mesh_.getNumTriangles(), static_cast<int>(pairs.size()), watch.stop());
   }
@@ -429,12 +430,10 @@ class MeshIntersect::Impl {
     }
     qvOS::StopWatch watch;
     watch.start();
-    pairs1.clear();
-    pairs2.clear();
     bool invertible = false;
     const AffineMatrix inverse = m.inverse(&invertible);
-    if (!invertible) return;
-    if (fits_ && partitionFits(otherOctree, otherTris, other.getNumTriangles())) {
+    std::deque<MeshIntersectPair> found1, found2;
+    if (invertible && fits_ && partitionFits(otherOctree, otherTris, other.getNumTriangles())) {
       const double reach1 = largestCoordinate(octree_.getRoot());
       const double reach2 = std::max(largestCoordinate(rootBox), largestCoordinate(otherOctree.getRoot()));
       const OtherMesh second(other, otherTris, inverse, reach1);
@@ -442,8 +441,11 @@ class MeshIntersect::Impl {
       IntersectAlg alg(Surface(mesh_), triVoxels(), boxes_.data(), second, voxelMap, m, inverse, reach2);
       alg.setProgress(&progress);
       qvUtil::ThreadPool::get().runChunks(alg);
-      alg.merge(pairs1, pairs2);
+      alg.merge(found1, found2);
     }
+    pairs1.swap(found1);
+    pairs2.swap(found2);
+    if (!invertible) return;
     debugChannel().print("meshIntersect: triangles1(%d) triangles2(%d)\n    %d intersections, %f s\n",
                          mesh_.getNumTriangles(), other.getNumTriangles(), static_cast<int>(pairs1.size()),
                          watch.stop());

@@ -117,6 +117,7 @@ Side meet(double const* direction, float const* orig, float const* p0, float con
   if (frontOnly ? !(det >= kParallel) : !(det > kParallel || det < -kParallel)) return Side::none;
   const double sign = det > 0 ? 1 : -1;
   const double size = sign * det;
+  if (!(size <= std::numeric_limits<double>::max())) return Side::none;  // it would leave no weights
   const Vector s = between(p0, orig);
   double su = sign * dot(s, h);
   const Vector q = cross(s, e1);
