@@ -14,10 +14,9 @@ namespace qvGeom {
 //
 // Statements are known by "v ", "vn ", "vt " and "f " at the start of a line, after white space; everything
 // else is skipped, also keywords followed by a tab. Numbers that cannot be read are 0, those too
-// large for a float are the largest of their sign, and all after them in the line are 0. A polygon becomes a
-// fan of triangles from its first corner; triangles with a position that does not exist are dropped, wherever
-// in the file the positions stand. Relative (negative) indices and lines continued by a backslash are not
-// known.
+// large the largest float, and those after them in the line 0. A polygon becomes a fan of triangles from its
+// first corner; triangles with a position that does not exist are dropped, wherever in the file the positions
+// stand. Relative (negative) indices and lines continued by a backslash are not known.
 //
 // Positions are never split: one mesh vertex per "v " line, also of those that no face uses. Where the file
 // has normals or texture coordinates, a vertex gets the mean of those that the triangles around it give it,

@@ -11,8 +11,7 @@
 namespace qvGeom {
 
 /// Tells on which side of a closed, outward oriented surface a point lies: by the vertex normals,
-/// interpolated at the nearest point of the mesh. Their lengths play no part. Without vertex normals the
-/// triangle's own normal is taken.
+/// interpolated, whatever their lengths, at the nearest point. Without them the triangle's own is taken.
 ///
 /// Mesh, octree and partition must outlive it and stay as they are. One thread at a time, with all copies.
 class QVGEOM_API MeshPtInside {

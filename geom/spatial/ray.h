@@ -16,10 +16,9 @@ namespace qvGeom {
 /// Ray against triangle from both sides. A ray through an edge or a corner hits every triangle that shares
 /// it: which side of an edge a ray passes is decided without rounding, so that no ray slips between
 /// neighbours. Rays within 1e-6 of parallel, by the absolute size of the determinant dir . (e2 x e1), hit
-/// nothing; this includes triangles with edges below about 1e-3 for directions of unit length, and directions
-/// so long that products with squares of edges leave the range of doubles. Hits behind
-/// the origin count, but those on back faces nearer than the cull distance do not: a ray that starts on a
-/// surface would meet it at once.
+/// nothing: so with edges below about 1e-3 for unit directions, nor do those whose determinant no double
+/// holds. Hits behind the origin count, but those on back faces nearer than the cull distance do not: a ray
+/// that starts on a surface would meet it at once.
 /// @param dir      three doubles
 /// @param orig     three floats; so are p0, p1, p2
 /// @param t, u, v  written where the ray meets the triangle, even when the cull distance then rejects the hit

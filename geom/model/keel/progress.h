@@ -30,8 +30,7 @@ class QVGEOM_API Progress {
   /// 0 and asks this object for cancellation. Either of the two may die first. A child that is this object or
   /// one of its ancestors is refused: nothing changes.
   virtual void subPhase(double share, Progress& child);
-  /// True once this task, or one it is a phase of, was asked to stop, and from then on: who overrides it must
-  /// not take an answer back.
+  /// True once this task, or one it is a phase of, was asked to stop, and from then on, in overrides too.
   virtual bool cancelled();
 
   /// Asks the task to stop. Safe from any thread and from a signal handler.
