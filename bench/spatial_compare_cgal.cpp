@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "bench/cgal_mesh.h"
 #include "bench/spatial_compare.h"
 
 namespace qvGeom {
