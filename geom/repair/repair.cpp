@@ -92,8 +92,8 @@ bool MeshRepair::repairOrientation() {
 bool MeshRepair::repair() {
   bool done = false;
   if (!passes(Test::GoodTriangles)) {
-    if (!characteristics_
-             ->getDuplicateTrisResult()) {  // went with that of TopoGoodTriangles, which it serves too
+    // The result serves TopoGoodTriangles too, and goes when that one is reset.
+    if (!characteristics_->getDuplicateTrisResult()) {
       characteristics_->reset(Test::GoodTriangles);
       characteristics_->check(Test::GoodTriangles);
     }

@@ -54,8 +54,8 @@ bool haveCommon(qv::vector<Handle> a, qv::vector<Handle> b) {
   return std::any_of(b.begin(), b.end(), [&](Handle h) { return std::binary_search(a.begin(), a.end(), h); });
 }
 
-// The shortest way forward between two vertices, of which the first may begin several, one in each fan; none
-// when there is no way that shares no edge with another one.
+// The fewest boundary edges that lead forward from one vertex to another, of the ways that the first begins,
+// one in each fan; a way that shares an edge with the other chain does not count.
 Edges shortestWay(TopoMeshVertex from, TopoMeshVertex to, const Edges& other) {
   Edges shortest;
   if (!from.isAlive()) return shortest;
@@ -281,7 +281,8 @@ MeshStitchSeamImpl::Pairing MeshStitchSeamImpl::pairingOf(const Chains& chains) 
 }
 
 void MeshStitchSeamImpl::merge(const Pairing& pairing) {
-  for (std::size_t i = 0; i < std::min(pairing.a.size(), pairing.b.size()); ++i) {
+  if (pairing.a.size() != pairing.b.size()) return;  // the zip got stuck: places do not match
+  for (std::size_t i = 0; i < pairing.a.size(); ++i) {
     if (!pairing.a[i].isAlive() || !pairing.b[i].isAlive()) continue;
     part(pairing.a[i].start(), pairing.b[i].end());
     if (!pairing.a[i].isAlive() || !pairing.b[i].isAlive()) continue;

@@ -18,9 +18,11 @@ namespace qvGeom {
 /// contracted. Splits and merges follow the projection parameter, so `tolerance` is a fraction of an edge's
 /// length.
 ///
-/// A chain from a vertex to itself is the whole loop. Where a merge leaves two vertices with two edges
-/// between them, each with triangles of its own, all but one of these edges get a vertex in the middle: to a
-/// mesh of indices they would be one edge of four triangles.
+/// A chain from a vertex to itself is the whole loop. Where a vertex begins several boundaries, one in each
+/// of its fans, the one with the fewest edges is taken. Vertices that are to become one but have an edge
+/// between them cannot: the edge is contracted, or else it gets a vertex in the middle. Where a merge leaves
+/// two vertices with two edges between them, each with triangles of its own, all but one of these edges get a
+/// vertex in the middle: to a mesh of indices they would be one edge of four triangles.
 ///
 /// Any input ends. Null, deleted and inner vertices, and chains that do not lead from one end to the other,
 /// change nothing; a merge of edges that the mesh refuses leaves those two open. One thread at a time.

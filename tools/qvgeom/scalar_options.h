@@ -16,11 +16,11 @@ struct ScalarOptions {
   std::string file;           ///< with a number for each vertex; empty without
   std::vector<double> range;  ///< empty, or two numbers
 
-  /// @return the options of the file and of the range, to be told what they need and exclude
   struct Added {
     CLI::Option* file;
     CLI::Option* range;
   };
+  /// @return the options, to be told what they need and exclude
   Added addTo(CLI::App& app);
   /// Throws a usage failure for what can be told before any file is read.
   /// @param mesh its file, which cannot be standard input when the numbers are
