@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <tuple>
 #include <utility>
@@ -31,6 +32,7 @@ using qvLinear::PointFlt;
 
 constexpr int kSamplesPerDistance = 5;
 constexpr std::int64_t kLeastSamples = 10;      // of a loop that takes part
+constexpr int kMostStarts = 64;                 // of a circular seam that are tried
 constexpr std::int64_t kMostSamples = 1 << 26;  // of all: they take gigabytes by then
 
 class Alg {
@@ -76,12 +78,15 @@ class Alg {
   void splitAtEnds();
   void joinEqualEnds();
   bool isOnEdge(const Sample& s) const;
+  int nearerEnd(const Sample& s) const;
   TopoMeshVertex nearerVertex(const Sample& s) const;
   int endOf(int point) const;
   bool hasVanished(const Edge& edge);
   TopoMeshVertex vertexOf(int point);
   void stitchLinear(const Edge& edge);
   void stitchCircular(const Edge& edge);
+  int startOfSeam(int loop, int first, int other) const;
+  double nearest(int loop, int k, int other) const;
   void connect(MeshStitchSeam& seam);
   void joinEnds(int kept, int gone);
 
@@ -318,8 +323,11 @@ bool Alg::isOnEdge(const Sample& s) const {
   return std::min(t, 1 - t) > std::max(seamTolerance_, static_cast<double>(qvLinear::epsilonTolFlt));
 }
 
+// Along the loop; may be the number of its vertices, which is the first again.
+int Alg::nearerEnd(const Sample& s) const { return s.t < 0.5f ? s.edge + 1 : s.edge; }
+
 TopoMeshVertex Alg::nearerVertex(const Sample& s) const {
-  return region_->getTopoMeshVertex(loopVertex(s.loop, s.t < 0.5f ? s.edge + 1 : s.edge));
+  return region_->getTopoMeshVertex(loopVertex(s.loop, nearerEnd(s)));
 }
 
 // Points lie along the loops, and those of an edge by falling parameter: from the last on, each split leaves
@@ -404,10 +412,44 @@ void Alg::joinEnds(int kept, int gone) {
 }
 
 void Alg::stitchCircular(const Edge& edge) {
+  const Sample& a = samples_[edge.getFirstPoint()];
+  const Sample& b = samples_[edge.getTwin().getSecondPoint()];
+  int first = nearerEnd(a), second = nearerEnd(b);
+  if (loops_->getLength(a.loop) >= loops_->getLength(b.loop)) {
+    first = startOfSeam(a.loop, first, b.loop);
+  } else {
+    second = startOfSeam(b.loop, second, a.loop);
+  }
   MeshStitchSeam seam(*topo_);
   connect(seam);
-  seam.stitchCircular(vertexOf(edge.getFirstPoint()), vertexOf(edge.getTwin().getSecondPoint()),
-                      seamTolerance_, true);
+  seam.stitchCircular(region_->getTopoMeshVertex(loopVertex(a.loop, first)),
+                      region_->getTopoMeshVertex(loopVertex(b.loop, second)), seamTolerance_, true);
+}
+
+// A circular seam joins the vertex that it starts at, and the one half around, with the nearest ones of the
+// other loop before all others, be they how far away: the first vertex from one on where both are near, or of
+// so many the one where they are nearest.
+int Alg::startOfSeam(int loop, int first, int other) const {
+  const int n = loops_->getLength(loop);
+  int best = first;
+  double least = std::numeric_limits<double>::infinity();
+  for (int i = 0; i < std::min(n, kMostStarts) && least > distance_; ++i) {
+    const int k = (first + i) % n;
+    const double d = std::max(nearest(loop, k, other), nearest(loop, (k + n / 2) % n, other));
+    if (!(d < least)) continue;
+    least = d;
+    best = k;
+  }
+  return best;
+}
+
+// How far the nearest vertex of another loop is.
+double Alg::nearest(int loop, int k, int other) const {
+  const Point p(position(loop, k));
+  double least2 = std::numeric_limits<double>::infinity();
+  for (int i = 0; i < loops_->getLength(other); ++i)
+    least2 = std::min(least2, distance2(p, Point(position(other, i))));
+  return std::sqrt(least2);
 }
 
 }  // namespace
