@@ -213,8 +213,16 @@ double openLength(const CompactMesh& mesh) {
 // With QVGEOM_TEST_MESHES every closed mesh of that folder too, where need be with its vertices parted and
 // its faces turned alike beforehand.
 TEST(Stitching, ClosesWhatWasCut) {
+  CompactMesh smooth = shapes::torus(96, 32), rough = shapes::torus(48, 16);
+  std::mt19937 random(1);
+  std::uniform_real_distribution<float> aside(-0.08f, 0.08f);
+  for (int v = 0; v < rough.getNumVertices(); ++v) {
+    MeshVertex& p = rough.getVertices()[v];
+    p = {p.x + aside(random), p.y + aside(random), 4 * (p.z + aside(random))};
+  }
   for (unsigned seed = 0; seed < 40; ++seed)
-    EXPECT_EQ(stitchCut(shapes::torus(96, 32), seed), "") << "seed " << seed;
+    for (const CompactMesh* mesh : {&smooth, &rough})
+      EXPECT_EQ(stitchCut(*mesh, seed), "") << (mesh == &smooth ? "smooth" : "rough") << ", seed " << seed;
   char const* folder = std::getenv("QVGEOM_TEST_MESHES");
   if (!folder) return;
   for (const auto& file : std::filesystem::directory_iterator(folder)) {
@@ -335,17 +343,24 @@ TEST(Stitching, LeavesTheMeshAloneWhenItCannot) {
   }
 }
 
-// A band of the unit cylinder above height 0 or below it, with n points along the rims.
-void addBand(int n, double height, double turn, Points& points, Tris& tris) {
-  const int first = static_cast<int>(points.size());
+using Outline = std::vector<std::array<double, 2>>;
+
+// The side of a prism above height 0 or below it.
+void addTube(const Outline& outline, double height, Points& points, Tris& tris) {
+  const int first = static_cast<int>(points.size()), n = static_cast<int>(outline.size());
   for (const double z : {std::min(height, 0.0), std::max(height, 0.0)})
-    for (int i = 0; i < n; ++i) {
-      const double a = 2 * M_PI * (i + turn) / n;
-      points.push_back(
-          {static_cast<float>(std::cos(a)), static_cast<float>(std::sin(a)), static_cast<float>(z)});
-    }
+    for (const auto& p : outline)
+      points.push_back({static_cast<float>(p[0]), static_cast<float>(p[1]), static_cast<float>(z)});
   for (const auto& t : shapes::squares(n, 1, [=](int i, int j) { return first + j * n + i % n; }))
     tris.push_back(t);
+}
+
+// Of the unit cylinder, with n points along the rims.
+void addBand(int n, double height, double turn, Points& points, Tris& tris) {
+  Outline circle;
+  for (int i = 0; i < n; ++i)
+    circle.push_back({std::cos(2 * M_PI * (i + turn) / n), std::sin(2 * M_PI * (i + turn) / n)});
+  addTube(circle, height, points, tris);
 }
 
 TEST(Stitching, KeepsTheFinerRim) {
@@ -370,31 +385,90 @@ TEST(Stitching, KeepsTheFinerRim) {
   }
 }
 
-// With one rim that has a vertex more, in each of its edges: the corners stay where they are.
+// A flat tube: half around from a corner is a vertex whose nearest one lies on the other side.
 TEST(Stitching, StartsCircularSeamsWhereVerticesMatch) {
-  for (int i = 0; i < 4; ++i) {
+  Outline upper{{0, 0}, {5, 0}, {10, 0}, {10, 0.5}, {10, 1}, {0, 1}};
+  const Outline lower{{0, 0}, {10, 0}, {10, 1}, {5, 1}, {0, 1}};
+  for (std::size_t i = 0; i < upper.size(); ++i) {
     SCOPED_TRACE(i);
+    std::rotate(upper.begin(), upper.begin() + 1, upper.end());
     Points points;
     Tris tris;
-    addBand(4, 1, 0, points, tris);
-    addBand(4, -1, 0, points, tris);
-    const int a = i, b = (i + 1) % 4, m = static_cast<int>(points.size());
-    points.push_back({(points[a][0] + points[b][0]) / 2, (points[a][1] + points[b][1]) / 2, 0});
-    for (auto& t : tris)
-      for (int k = 0; k < 3; ++k)
-        if (t[k] == a && t[(k + 1) % 3] == b) {
-          const int c = t[(k + 2) % 3];
-          t = {a, m, c};
-          tris.push_back({m, b, c});
-          k = 3;
-        }
+    addTube(upper, 1, points, tris);
+    addTube(lower, -1, points, tris);
     CompactMesh mesh = shapes::make(points, tris);
-    const double area = areaOf(mesh);
     ASSERT_TRUE(stitch(mesh, 0.1, 0.01));
     expectSurface(mesh, 2);
-    EXPECT_EQ(mesh.getNumVertices(), 13);
-    EXPECT_NEAR(areaOf(mesh), area, 1e-5);
+    EXPECT_EQ(mesh.getNumVertices(), 6 + 7 + 5);
+    EXPECT_NEAR(areaOf(mesh), 44, 1e-4);
   }
+}
+
+// One long sheet and three beside it, with gaps between all: their ends meet within one edge.
+TEST(Stitching, LeavesNoHolesWhereSheetsMeet) {
+  Points points;
+  Tris tris;
+  const auto sheet = [&](double x0, double x1, double y0, double y1) {
+    const int v = static_cast<int>(points.size());
+    for (const auto& [x, y] : {std::pair(x0, y0), std::pair(x1, y0), std::pair(x1, y1), std::pair(x0, y1)})
+      points.push_back({static_cast<float>(x), static_cast<float>(y), 0});
+    tris.push_back({v, v + 1, v + 2});
+    tris.push_back({v, v + 2, v + 3});
+  };
+  sheet(0, 3, 0, 1);
+  for (int i = 0; i < 3; ++i) sheet(i ? i + 0.05 : 0, i + 1, -1, -0.05);
+  CompactMesh mesh = shapes::make(points, tris);
+  ASSERT_TRUE(stitch(mesh, 0.1, 0.01));
+  expectSurface(mesh, 1);
+  EXPECT_EQ(mesh.getNumVertices(), 10);
+  for (int v = 0; v < mesh.getNumVertices(); ++v) {
+    const MeshVertex& p = mesh.getVertices()[v];
+    EXPECT_TRUE(std::fabs(p.x - std::round(p.x)) < 0.06f && std::fabs(p.y - std::round(p.y)) < 0.06f);
+  }
+  EXPECT_NEAR(areaOf(mesh), 6, 0.1);
+}
+
+// Both sides have an edge across the seam: as one they would have four triangles.
+TEST(Stitching, PartsDoubledEdges) {
+  CompactMesh mesh = shapes::make({{0, 0, 0},
+                                   {1, 0, -1},
+                                   {2, 0, 0},
+                                   {1, 1, 0},
+                                   {0, -0.01f, 0},
+                                   {1, -0.01f, -1},
+                                   {2, -0.01f, 0},
+                                   {1, -1, 0}},
+                                  {{0, 1, 2}, {0, 2, 3}, {6, 5, 4}, {6, 4, 7}});
+  ASSERT_TRUE(stitch(mesh, 0.05, 0.1));
+  expectSurface(mesh, 1);
+  EXPECT_EQ(mesh.getNumVertices(), 6);
+  EXPECT_EQ(mesh.getNumTriangles(), 6);
+}
+
+// Two halves of a band with a half turn: one seam agrees with the winding, the other stays open.
+TEST(Stitching, LeavesTwistsOpen) {
+  const int n = 40;
+  Points points;
+  Tris tris;
+  for (int half = 0; half < 2; ++half) {
+    const int first = static_cast<int>(points.size());
+    for (int i = 0; i <= n; ++i)
+      for (const double s : {-0.5, 0.5}) {
+        const double u = M_PI * (half + static_cast<double>(i) / n), r = 2 + s * std::cos(u / 2);
+        points.push_back({static_cast<float>(r * std::cos(u)), static_cast<float>(r * std::sin(u)),
+                          static_cast<float>(s * std::sin(u / 2))});
+      }
+    for (const auto& t : shapes::squares(n, 1, [=](int i, int j) { return first + 2 * i + j; }))
+      tris.push_back(t);
+  }
+  CompactMesh mesh = shapes::make(points, tris);
+  NoticeLog log(mesh);
+  const double before = openLength(mesh);
+  ASSERT_TRUE(stitch(mesh, 0.05, 0.01));
+  expectSurface(mesh, 1);
+  EXPECT_EQ(log.sent.size(), 1u);
+  EXPECT_EQ(mesh.getNumVertices(), 4 * (n + 1) - 2);
+  EXPECT_NEAR(openLength(mesh), before - 2, 1e-4);
 }
 
 // Any two chains: what comes out is sound, what went was announced, and both have a vertex for each other's.
@@ -404,12 +478,12 @@ TEST(Stitching, ZipsAnyChains) {
     std::mt19937 random(seed);
     std::uniform_real_distribution<double> unit(-1, 1);
     TopoMesh mesh;
-    std::vector<TopoMeshVertex> rims[2];
+    std::vector<TopoMeshVertex> rims[2], fars[2];
     const double noise = std::exp2(-static_cast<double>(random() % 8)) * 2;
     for (auto& rim : rims) {  // strips of triangles on both sides of the x axis
       const int n = 2 + static_cast<int>(random() % 30);
       const bool upper = &rim == rims;
-      std::vector<TopoMeshVertex> far;
+      auto& far = fars[upper ? 0 : 1];
       for (int i = 0; i < n; ++i) {
         const double x = (upper ? i : n - 1 - i) / (n - 1.0);
         const auto aside = [&] { return noise * unit(random) / n; };
@@ -420,6 +494,12 @@ TEST(Stitching, ZipsAnyChains) {
         mesh.allocTriangle(rim[i], rim[i + 1], far[i + 1]);
         if (far[i] != far[i + 1]) mesh.allocTriangle(rim[i], far[i + 1], far[i]);
       }
+    }
+    if (seed % 3 == 0) {  // an edge between the ends
+      const TopoMeshVertex a = rims[0].back(), b = rims[1].front(), tip = mesh.allocVertex({1.3, 0, 0});
+      mesh.allocTriangle(a, b, tip);
+      mesh.allocTriangle(tip, fars[0].back(), a);
+      mesh.allocTriangle(b, fars[1].front(), tip);
     }
     test::twinOpposites(mesh);
     std::set<TopoMeshVertex> alive, announced;
@@ -444,6 +524,7 @@ TEST(Stitching, ZipsAnyChains) {
       for (TopoMeshBoundaryIterator it(rim->front()); it.get().start() != rim->back(); it.nextEdge())
         ++steps[rim == &kept];
       EXPECT_TRUE(rim->front().point() == (rim == &kept ? kept.front() : kept.back()).point());
+      EXPECT_TRUE(rim->back().point() == (rim == &kept ? kept.back() : kept.front()).point());
     }
     EXPECT_EQ(steps[0], steps[1]);
     EXPECT_TRUE(!merge || (!other.front().isAlive() && !other.back().isAlive()));
