@@ -27,10 +27,11 @@ using qvLinear::PointFlt;
 // In units of the distance asked for.
 constexpr double kThinning =
     0.1;  // points are this far apart: a cell then holds few, however dense a curve is
-constexpr double kLeastTurn = 2;    // along a curve, between places of it that may lie against each other
-constexpr double kLargestGap = 2;   // along a curve, between pairs of one stretch
-constexpr double kLargestTip = 4;   // along a curve, between stretches that have an end in common
-constexpr double kLeastLength = 1;  // of a stretch: shorter ones come of corners and are left to these
+constexpr double kPreference = 0.2;  // for what runs against: twice what samples are apart
+constexpr double kLeastTurn = 2;     // along a curve, between places of it that may lie against each other
+constexpr double kLargestGap = 2;    // along a curve, between pairs of one stretch
+constexpr double kLargestTip = 4;    // along a curve, between stretches that have an end in common
+constexpr double kLeastLength = 1;   // of a stretch: shorter ones come of corners and are left to these
 
 constexpr double kLeastReversed = 5;  // of a stretch whose sides cannot be made to agree
 constexpr double kLeastCrossing = 5;  // of a stretch that may be out of order with longer ones
@@ -208,7 +209,7 @@ class TopologyAlg::Impl {
   void computeWays();
   void findChains(bool oriented);
   void findNearest(bool oriented);
-  bool areApart(int i, int j, double d2) const;
+  bool areApart(int i, int j, double d) const;
   bool runAgainst(int i, int j) const;
   void findPairs();
   void linkPairs();
@@ -373,28 +374,36 @@ void TopologyAlg::Impl::computeWays() {
 }
 
 // On its own curve only for want of another: what is left of a thin spike of the surface lies against its
-// other side too.
+// other side too. Of two that are about as near, where a curve comes back the way it went, the one that runs
+// against it.
 void TopologyAlg::Impl::findNearest(bool oriented) {
   const int n = static_cast<int>(points_.size());
   nearest_.assign(points_.size(), -1);
   for (int i = 0; i < n; ++i) {
     struct {
       bool own;
-      double d2;
+      double d;
       int node;
     } best{true, 0, -1};
     grid_->visitNear(points_[i], [&](int j, double d2) {
       const bool own = curveOf(j) == curveOf(i);
-      if (best.node >= 0 && std::tie(best.own, best.d2, best.node) <= std::tie(own, d2, j)) return;
-      if ((!own || areApart(i, j, d2)) && (!oriented || runAgainst(i, j))) best = {own, d2, j};
+      double d = std::sqrt(d2);
+      if (best.node >= 0 && std::tie(best.own, best.d, best.node) <= std::tie(own, d, j)) return;
+      if (own && !areApart(i, j, d)) return;
+      if (!runAgainst(i, j)) {
+        if (oriented) return;
+        d += kPreference * distance_;
+        if (best.node >= 0 && std::tie(best.own, best.d, best.node) <= std::tie(own, d, j)) return;
+      }
+      best = {own, d, j};
     });
     nearest_[i] = best.node;
   }
 }
 
 // Whether two places of one curve are no neighbours along it, nor the sides of a spike.
-bool TopologyAlg::Impl::areApart(int i, int j, double d2) const {
-  return std::fabs(shortArc(i, j)) > std::max(kLeastTurn * distance_, kSlimness * std::sqrt(d2));
+bool TopologyAlg::Impl::areApart(int i, int j, double d) const {
+  return std::fabs(shortArc(i, j)) > std::max(kLeastTurn * distance_, kSlimness * d);
 }
 
 // Whether two curves run opposite ways, or at least not the same, once they are oriented.

@@ -255,23 +255,24 @@ TEST(Stitching, EndsOnAnyMesh) {
   EXPECT_LT(after, 0.9 * before);
 }
 
-// Patches of real models, and how many boundary edges are left.
+// Patches of real models, parted where their boundaries meet, and how many boundary edges are left.
 TEST(Stitching, JoinsPatches) {
   char const* folder = std::getenv("QVGEOM_TEST_MESHES");
   if (!folder) GTEST_SKIP() << "QVGEOM_TEST_MESHES names no folder";
   struct Case {
     const char* file;
     double tolerance;
-    int vertices, open;
+    int vertices, loops, open;
   };
   for (const Case& c :
-       {Case{"seam_boeing.obj", 0.05, 1264, 0}, Case{"gen_spot_two_halves.obj", 0.005, 2930, 0},
-        Case{"mountain_split.obj", 2, -1, 633}}) {
+       {Case{"seam_boeing.obj", 0.05, 1264, 0, 0}, Case{"gen_spot_two_halves.obj", 0.005, 2930, 0, 0},
+        Case{"mountain_split.obj", 2, -1, 1, 633}, Case{"seam_teapot.obj", 0.01, -1, 6, 160}}) {
     SCOPED_TRACE(c.file);
     CompactMesh mesh;
     ASSERT_TRUE(meshReadObj(mesh, (std::filesystem::path(folder) / c.file).c_str()));
+    meshMakeManifold(mesh);
     ASSERT_TRUE(stitch(mesh, c.tolerance, 0.1));
-    expectSurface(mesh, c.open > 0);
+    expectSurface(mesh, c.loops);
     EXPECT_EQ(numOpenEdges(mesh), c.open);
     EXPECT_TRUE(c.vertices < 0 || mesh.getNumVertices() == c.vertices) << mesh.getNumVertices();
   }

@@ -7,19 +7,42 @@
 namespace tool {
 
 using nlohmann::ordered_json;
+using qvGeom::CompactMesh;
 
-Stitched stitchMesh(qvGeom::CompactMesh& mesh, const SeamPlan& plan, Console& console) {
-  console.progress().setCaption("stitching");
+namespace {
+
+// Splits the vertices at which boundaries meet: what is recorded of a boundary passes each vertex once, so
+// that the others there would be cut short.
+void splitMeetings(CompactMesh& mesh) {
   qvGeom::SimpleMeshCache cache;
   const auto adjTris = cache.getAdjTris(mesh);
-  const auto loops = cache.getBoundaries(mesh);
-  const std::vector<int> chosen = plan.boundaries.numbers(loops->size());
+  qvGeom::MeshManifoldResult manifold;
+  meshManifold(mesh, *adjTris, manifold);
+  if (manifold.badEdges.empty()) meshMakeManifold(mesh, *adjTris, manifold);
+}
+
+}  // namespace
+
+Stitched stitchMesh(CompactMesh& mesh, const SeamPlan& plan, Console& console) {
+  console.progress().setCaption("stitching");
+  // What is left of the surroundings of a boundary comes back without them.
+  if (mesh.getUVs()) console.warn("the texture coordinates are left out");
+  mesh.deleteUVs();
   Stitched result;
   result.before = shapeOf(mesh, console);
-  result.done = meshStitch(mesh, adjTris, loops, qv::vector<int>(chosen.begin(), chosen.end()), plan.distance,
-                           plan.seam);
+  CompactMesh split = mesh;
+  splitMeetings(split);
+  qvGeom::SimpleMeshCache cache;
+  const auto adjTris = cache.getAdjTris(split);
+  const auto loops = cache.getBoundaries(split);
+  const std::vector<int> chosen = plan.boundaries.numbers(loops->size());
+  result.done = meshStitch(split, adjTris, loops, qv::vector<int>(chosen.begin(), chosen.end()),
+                           plan.distance, plan.seam);
   console.throwIfInterrupted();
-  refreshNormals(mesh);
+  if (result.done) {
+    mesh.swap(split);
+    refreshNormals(mesh);
+  }
   result.after = shapeOf(mesh, console);
   return result;
 }

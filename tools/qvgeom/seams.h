@@ -30,8 +30,10 @@ struct Stitched {
   nlohmann::ordered_json asJson() const;
 };
 
-/// Joins boundaries that run side by side. Vertices that stay keep their channels; normals are computed anew
-/// where there are some. Throws failures: usage, for a number that no loop has; interrupted.
+/// Joins boundaries that run side by side, without the texture coordinates. Vertices at which boundaries meet
+/// are split before; the loops are those of then. Where it cannot be done, the rest of the mesh stays as it
+/// is. Normals are computed anew where there are some. Throws failures: usage, for a number that no loop has;
+/// interrupted.
 Stitched stitchMesh(qvGeom::CompactMesh& mesh, const SeamPlan& plan, Console& console);
 
 }  // namespace tool
