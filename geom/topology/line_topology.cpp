@@ -11,7 +11,6 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <iterator>
 #include <numeric>
 #include <optional>
 #include <tuple>
@@ -34,14 +33,12 @@ constexpr double kLargestTip = 4;    // along a curve, between stretches that ha
 constexpr double kLeastLength = 1;   // of a stretch: shorter ones come of corners and are left to these
 
 constexpr double kLeastReversed = 5;  // of a stretch whose sides cannot be made to agree
-constexpr double kLeastCrossing = 5;  // of a stretch that may be out of order with longer ones
 constexpr double kReachOfWay = 0.3;   // to either side, of what counts as the direction of a curve
 
-constexpr double kSlimness = 4;            // of a spike, along its sides over across: others are no slits
-constexpr double kCosineOfCorner = 0.866;  // a turn of 30 degrees
-constexpr double kSameWay = 0.35;          // cosine between directions
-constexpr int kMostChains = 16;            // that are looked for among linked pairs
-constexpr double kBetter = 1 + 1e-6;       // lengths computed in another order differ by less
+constexpr double kSlimness = 4;       // of a spike, along its sides over across: others are no slits
+constexpr double kSameWay = 0.35;     // cosine between directions
+constexpr int kMostChains = 16;       // that are looked for among linked pairs
+constexpr double kBetter = 1 + 1e-6;  // lengths computed in another order differ by less
 
 double squaredDistance(const PointFlt& a, const PointFlt& b) {
   double sum = 0;
@@ -221,7 +218,6 @@ class TopologyAlg::Impl {
   bool isFree(int from, int to) const;
   void take(int from, int to);
   void acceptRun(const qv::vector<Pair>& run, bool sameSense);
-  bool crosses(const Stretch& s) const;
   void orderSides();
   void joinStretches();
   bool tryJoin(int s, int t);
@@ -257,9 +253,6 @@ class TopologyAlg::Impl {
   int endOf(int side) const {
     return side - side % 2 + (side % 2 == 0 || stretches_[side / 2].sameSense ? 1 : 0);
   }
-  std::tuple<int, int, int> placeOf(const Stretch& s) const {
-    return {curveOf(s.first[0]), curveOf(s.first[1]), s.first[0]};
-  }
   double length(const Stretch& s, int side) const { return arc(s.first[side], s.last[side]); }
 
   CompactMesh const& mesh_;
@@ -278,8 +271,7 @@ class TopologyAlg::Impl {
   qv::vector<Chain> chains_;
   qv::vector<bool> taken_;  // by node
   qv::vector<Stretch> stretches_;
-  qv::map<std::tuple<int, int, int>, int> accepted_;  // by curves and first node, the first of the other side
-  qv::vector<int> nextSide_, previousSide_;           // along each curve; -1 at the ends of an open one
+  qv::vector<int> nextSide_, previousSide_;  // along each curve; -1 at the ends of an open one
   qv::vector<EdgeRecord> edges_;
 };
 
@@ -298,7 +290,6 @@ bool TopologyAlg::Impl::compute(double distance) {
   findChains(true);
   std::erase_if(chains_, [this](const Chain& c) { return isReversed(c); });
   stretches_.clear();
-  accepted_.clear();
   taken_.assign(points_.size(), false);
   acceptChains(chains_);
   acceptChains(reversed);
@@ -568,23 +559,8 @@ void TopologyAlg::Impl::acceptRun(const qv::vector<Pair>& run, bool sameSense) {
   // A curve that folds onto itself may run into its own image.
   for (int node = s.first[0]; node != s.last[0]; node = next(node))
     if (node == s.first[1] || node == s.last[1]) return;
-  if (std::max(length(s, 0), length(s, 1)) < kLeastCrossing * distance_ && crosses(s)) return;
   for (const int side : {0, 1}) take(s.first[side], s.last[side]);
-  accepted_[placeOf(s)] = s.first[1];
   stretches_.push_back(s);
-}
-
-// Whether s comes at another place among the stretches of its two curves along the one than along the other,
-// as where a tooth of a rim has been taken for the next one.
-bool TopologyAlg::Impl::crosses(const Stretch& s) const {
-  const int c = curveOf(s.first[0]), d = curveOf(s.first[1]);
-  const auto begin = accepted_.lower_bound({c, d, -1}), end = accepted_.lower_bound({c, d + 1, -1});
-  if (c == d || begin == end) return false;
-  const auto at = accepted_.lower_bound(placeOf(s));
-  int before = (at == begin ? std::prev(end) : std::prev(at))->second;
-  int after = (at == end ? begin : at)->second;
-  if (!s.sameSense) std::swap(before, after);
-  return before != after && steps(before, s.first[1]) > steps(before, after);
 }
 
 // ---- stretches ----
@@ -710,22 +686,15 @@ void TopologyAlg::Impl::settleEnds() {
   }
 }
 
-// The sharpest corner on the way, or for want of one what is nearest to the centre.
+// Of the way from one node to another what is nearest to a point.
 int TopologyAlg::Impl::settle(int from, int to, const qvLinear::Point& centre) const {
-  int sharpest = -1, closest = from;
-  double least = kCosineOfCorner;
+  int closest = from;
   for (int node = from;; node = next(node)) {
-    const qvLinear::Point p(points_[node]);
-    if (distance2(p, centre) < distance2(qvLinear::Point(points_[closest]), centre)) closest = node;
-    const double cosine = std::cos(qvLinear::angle(p - qvLinear::Point(points_[previous(node)]),
-                                                   qvLinear::Point(points_[next(node)]) - p));
-    if (cosine < least) {
-      least = cosine;
-      sharpest = node;
-    }
-    if (node == to) break;
+    if (distance2(qvLinear::Point(points_[node]), centre) <
+        distance2(qvLinear::Point(points_[closest]), centre))
+      closest = node;
+    if (node == to) return closest;
   }
-  return sharpest >= 0 ? sharpest : closest;
 }
 
 // ---- orientation ----
