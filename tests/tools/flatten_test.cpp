@@ -97,7 +97,7 @@ TEST_F(FlattenVerbs, StitchClosesSlitsThatMeet) {
   const auto r = run("stitch in.obj --distance 0.05 --json -o out.obj");
   EXPECT_EQ(r.code, 0) << r.out << r.err;
   EXPECT_EQ(json::parse(r.out)["after"].dump(),
-            R"({"boundaryEdges":14,"boundaryLoops":1,"pieces":1,"vertices":18})");
+            R"({"boundaryEdges":14,"boundaryLength":14.0,"boundaryLoops":1,"pieces":1,"vertices":18})");
 }
 
 TEST_F(FlattenVerbs, FillTellsOfEachHole) {

@@ -36,8 +36,10 @@ MeshShape shapeOf(const CompactMesh& mesh, Console& console) {
     ++(adjTris->numTris(v) > 0 ? shape.vertices : shape.unusedVertices);
     for (int i = 0; i < n; ++i) {
       const int w = neighbours->vertexIndices(v)[i];
-      const bool there = qvGeom::Boundary::hasEdge(mesh, *adjTris, v, w);
-      shape.boundaryEdges += there && !qvGeom::Boundary::hasEdge(mesh, *adjTris, w, v);
+      if (!qvGeom::Boundary::hasEdge(mesh, *adjTris, v, w) || qvGeom::Boundary::hasEdge(mesh, *adjTris, w, v))
+        continue;
+      ++shape.boundaryEdges;
+      shape.boundaryLength += distance(mesh.getVertices()[v].asPoint(), mesh.getVertices()[w].asPoint());
     }
   }
   shape.euler = shape.vertices - ends / 2 + mesh.getNumTriangles();

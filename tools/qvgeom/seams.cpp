@@ -60,6 +60,7 @@ ordered_json Stitched::asJson() const {
   const auto asJson = [](const MeshShape& shape) {
     return ordered_json{{"boundaryLoops", shape.boundaryLoops},
                         {"boundaryEdges", shape.boundaryEdges},
+                        {"boundaryLength", shape.boundaryLength},
                         {"pieces", shape.pieces},
                         {"vertices", shape.vertices}};
   };

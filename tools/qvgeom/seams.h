@@ -24,8 +24,9 @@ struct Stitched {
   bool done = false;
   MeshShape before, after;
 
-  /// Boundary edges that found another side.
-  std::int64_t joined() const { return before.boundaryEdges - after.boundaryEdges; }
+  /// Whether boundaries found another side. Their number may grow all the same: where they part, edges are
+  /// split.
+  bool anyJoined() const { return done && after.boundaryLength < before.boundaryLength; }
   std::string asText() const;
   nlohmann::ordered_json asJson() const;
 };

@@ -33,7 +33,7 @@ ExitCode runStitch(const Options& options, Console& console) {
     json.update(result.asJson());
     writeStandardOutput(dump(json));
   }
-  return result.done && result.joined() > 0 ? written : kDefectsRemain;
+  return result.anyJoined() ? written : kDefectsRemain;
 }
 
 }  // namespace
