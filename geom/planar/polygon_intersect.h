@@ -22,9 +22,8 @@ enum ELineSegmentPolygonIntersection : int {
 /// Where a segment meets the edges of a polygon.
 /// @param polygon   its edges are those between consecutive vertices; for inside and outside it counts as
 ///                  closed
-/// @param points    replaced by the contacts in the order of the edges, without those within `tolerance` of
-/// an
-///                  earlier one; empty for an overlap
+/// @param points    replaced by the contacts in the order of the edges, without those within `tolerance`
+///                  of an earlier one; empty for an overlap
 /// @param params    replaced by the edge number plus the fraction along it of each point; for an overlap only
 ///                  that of its start on the first overlapped edge
 /// @param tolerance how near counts as contact and as boundary

@@ -16,8 +16,7 @@ class HolePatch {
  public:
   /// @param faces    triangles over the loop, newer than all others; those that are neighbours are twins
   /// @param scale    edge length wanted at a vertex, by its number, set for the vertices of the loop;
-  /// receives
-  ///                 those of new ones
+  ///                 receives those of new ones
   /// @param progress asked for cancellation, all along
   HolePatch(TopoMesh& mesh, qv::vector<TopoMeshFace> faces, qv::vector<double>& scale,
             qvUtil::Progress& progress);

@@ -38,8 +38,8 @@ class QVGEOM_API MeshRepair {
   bool canRepair();
   /// Makes the first step that applies. @return whether one did
   bool repairOnce();
-  /// Makes steps as long as one applies; always ends. @param clean null, or receives whether no test fails
-  /// then
+  /// Makes steps as long as one applies; always ends.
+  /// @param clean null, or receives whether no test fails then
   /// @return whether any step was made
   bool repairAll(bool* clean);
 

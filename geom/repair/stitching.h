@@ -13,18 +13,17 @@ namespace qvGeom {
 /// The loops are sampled at a fifth of the distance tolerance; those with fewer than ten samples take no
 /// part. Stretches of them that lie within the tolerance of each other (MeshLineTopology) are zipped together
 /// (MeshStitchSeam). Pieces whose winding disagrees with that of their neighbours are turned over first;
-/// stretches that cannot be made to agree stay open.
+/// stretches that cannot be made to agree stay open. A loop passes each of its vertices once, and is cut
+/// short where boundaries meet in one: meshMakeManifold, before, makes them whole.
 ///
 /// @param boundaries numbers of the loops, in any order; those out of range are passed over, and one that is
 ///   given twice counts once
 /// @param distanceTolerance how far the sides of a gap may lie apart, in model units
 /// @param seamTolerance how near to the end of an edge a vertex of the other side is taken for it, as a share
-/// of
-///   the edge's length
-/// @return whether the stitching was carried out, also when it found nothing to zip. False, with the mesh as
-/// it
-///   was, when fewer than two loops have ten samples, a tolerance or a coordinate of a loop will not do (not
-///   finite; a distance that is not positive), or there would be more than 2^26 samples, which take
+///   of the edge's length
+/// @return whether the stitching was carried out, also when it found nothing to zip. False, with the mesh
+///   as it was, when fewer than two loops have ten samples, a tolerance or a coordinate of a loop will not do
+///   (not finite; a distance that is not positive), or there would be more than 2^26 samples, which take
 ///   gigabytes; false, with the turned pieces staying turned, when windings still disagree after one pass
 ///   over them
 ///

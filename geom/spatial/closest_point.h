@@ -78,8 +78,8 @@ class QVGEOM_API MeshClosestPoint {
 /// @param longestEdge length of the longest edge
 /// @param limit2      only points nearer than its square root are of interest
 /// @param vertexBoxes null, or [V] boxes that hold the triangles around each vertex
-/// @param coord       null, or where the nearest point is stored; untouched when nothing is nearer than the
-/// limit
+/// @param coord       null, or where the nearest point is stored; untouched when nothing is nearer
+///                    than the limit
 /// @return the distance, or the square root of `limit2`
 /// Thread-safe on a mesh that nobody changes.
 QVGEOM_API double meshClosestPoint(CompactMesh const& mesh, Octree const& octree, MeshAdjTris const& adjTris,

@@ -14,7 +14,8 @@ namespace qvGeom {
 ///
 /// The curves are the line strips of a mesh, in its order, given by their points; one whose last point is its
 /// first again is closed. They are expected to be sampled at a fraction of the distance asked for, a fifth or
-/// less: a stretch is told by its samples alone. Points of triangles and of single lines take no part.
+/// less: a stretch is told by its samples alone. Where thousands of them crowd within the distance, the
+/// first few thousand count. Points of triangles and of single lines take no part.
 namespace MeshLineTopology {
 
 class TopologyAlg;
@@ -50,6 +51,7 @@ class QVGEOM_API Edge {
   Edge getTwin() const;
   /// Sample numbers: points of the mesh. Those of the twin match crosswise when both run opposite ways, its
   /// second point lying against this first one; of twins that run the same way, first lies against first.
+  /// Those of a linear edge may be equal: it then runs all around, or is too short to tell its ends apart.
   int getFirstPoint() const;
   int getSecondPoint() const;
   Vertex getFirstVertex() const { return Vertex(*topology_, getFirstPoint()); }
@@ -85,8 +87,7 @@ class QVGEOM_API TopologyAlg {
   bool compute(double distance);
 
   /// Says which curves belong to one piece and can only be reversed together; without it, each by itself.
-  /// @param pieces one number for each curve, equal for those of a piece; for lack of one a curve is by
-  /// itself
+  /// @param pieces one number for each curve, equal for those of a piece; a curve without one is by itself
   void setPieces(const qv::vector<int>& pieces);
 
   /// One bit for each curve, set for those to be reversed so that neighbours agree: along twins the curves
