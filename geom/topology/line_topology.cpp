@@ -24,8 +24,7 @@ namespace {
 using qvLinear::PointFlt;
 
 // In units of the distance asked for.
-constexpr double kThinning =
-    0.1;  // points are this far apart: a cell then holds few, however dense a curve is
+constexpr double kThinning = 0.1;    // between points that are looked at: a cell then holds few
 constexpr double kPreference = 0.2;  // for what runs against: twice what samples are apart
 constexpr double kLeastTurn = 2;     // along a curve, between places of it that may lie against each other
 constexpr double kLargestGap = 2;    // along a curve, between pairs of one stretch
@@ -378,15 +377,14 @@ void TopologyAlg::Impl::findNearest(bool oriented) {
     } best{true, 0, -1};
     grid_->visitNear(points_[i], [&](int j, double d2) {
       const bool own = curveOf(j) == curveOf(i);
-      double d = std::sqrt(d2);
-      if (best.node >= 0 && std::tie(best.own, best.d, best.node) <= std::tie(own, d, j)) return;
-      if (own && !areApart(i, j, d)) return;
-      if (!runAgainst(i, j)) {
-        if (oriented) return;
-        d += kPreference * distance_;
-        if (best.node >= 0 && std::tie(best.own, best.d, best.node) <= std::tie(own, d, j)) return;
-      }
-      best = {own, d, j};
+      const double d = std::sqrt(d2);
+      const auto isBetter = [&](double at) {
+        return best.node < 0 || std::tie(own, at, j) < std::tie(best.own, best.d, best.node);
+      };
+      if (!isBetter(d) || (own && !areApart(i, j, d))) return;
+      const bool against = runAgainst(i, j);
+      const double at = against ? d : d + kPreference * distance_;
+      if ((against || !oriented) && isBetter(at)) best = {own, at, j};
     });
     nearest_[i] = best.node;
   }

@@ -264,12 +264,14 @@ TEST(Stitching, JoinsPatches) {
     double tolerance;
     int vertices, loops, open;
   };
+  int found = 0;
   for (const Case& c :
        {Case{"seam_boeing.obj", 0.05, 1264, 0, 0}, Case{"gen_spot_two_halves.obj", 0.005, 2930, 0, 0},
         Case{"mountain_split.obj", 2, -1, 1, 633}, Case{"seam_teapot.obj", 0.01, -1, 6, 160}}) {
     SCOPED_TRACE(c.file);
     const std::filesystem::path path = std::filesystem::path(folder) / c.file;
     if (!std::filesystem::exists(path)) continue;
+    ++found;
     CompactMesh mesh;
     ASSERT_TRUE(meshReadObj(mesh, path.c_str()));
     meshMakeManifold(mesh);
@@ -278,6 +280,7 @@ TEST(Stitching, JoinsPatches) {
     EXPECT_EQ(numOpenEdges(mesh), c.open);
     EXPECT_TRUE(c.vertices < 0 || mesh.getNumVertices() == c.vertices) << mesh.getNumVertices();
   }
+  if (found == 0) GTEST_SKIP() << folder << " has none of the files";
 }
 
 // Two rows of n by m squares, the second one beside the first.

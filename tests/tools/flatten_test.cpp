@@ -84,20 +84,28 @@ TEST_F(FlattenVerbs, StitchJoinsHalves) {
     EXPECT_EQ(run(std::string("stitch in.obj -o out.obj ") + bad).code, 2) << bad;
 }
 
-// Two slits in a row, with a vertex in common.
+// Two slits in a row, with a vertex in common. Texture goes, but only with what is stitched.
 TEST_F(FlattenVerbs, StitchClosesSlitsThatMeet) {
   std::string text;
   for (const int y : {0, 1, 1, 2})
-    for (int x = 0; x < 6; ++x) text += "v " + std::to_string(x) + " " + std::to_string(y) + " 0\n";
-  const auto corner = [](int i) { return std::to_string(i == 13 || i == 15 || i == 18 ? i - 6 : i) + " "; };
+    for (int x = 0; x < 6; ++x)
+      text += "v " + std::to_string(x) + " " + std::to_string(y) + " 0\nvt 0.5 " + std::to_string(x) + "\n";
+  const auto corner = [](int i) {
+    const std::string v = std::to_string(i == 13 || i == 15 || i == 18 ? i - 6 : i);
+    return v + "/" + v + " ";
+  };
   for (const int row : {1, 13})
     for (int i = row; i < row + 5; ++i)
       text += "f " + corner(i) + corner(i + 1) + corner(i + 7) + corner(i + 6) + "\n";
   folder.write("in.obj", text);
   const auto r = run("stitch in.obj --distance 0.05 --json -o out.obj");
   EXPECT_EQ(r.code, 0) << r.out << r.err;
+  EXPECT_THAT(r.err, HasSubstr("texture coordinates are left out"));
   EXPECT_EQ(json::parse(r.out)["after"].dump(),
             R"({"boundaryEdges":14,"boundaryLength":14.0,"boundaryLoops":1,"pieces":1,"vertices":18})");
+  EXPECT_FALSE(meshIn("out.obj").getUVs());
+  EXPECT_EQ(run("stitch in.obj --distance 0.05 --boundaries 0 -o out.obj").code, 1);
+  EXPECT_TRUE(meshIn("out.obj").getUVs());
 }
 
 TEST_F(FlattenVerbs, FillTellsOfEachHole) {

@@ -1,6 +1,7 @@
 #include "mesh_shape.h"
 
 #include <algorithm>
+#include <cmath>
 #include <vector>
 
 namespace tool {
@@ -39,7 +40,8 @@ MeshShape shapeOf(const CompactMesh& mesh, Console& console) {
       if (!qvGeom::Boundary::hasEdge(mesh, *adjTris, v, w) || qvGeom::Boundary::hasEdge(mesh, *adjTris, w, v))
         continue;
       ++shape.boundaryEdges;
-      shape.boundaryLength += distance(mesh.getVertices()[v].asPoint(), mesh.getVertices()[w].asPoint());
+      const double length = distance(mesh.getVertices()[v].asPoint(), mesh.getVertices()[w].asPoint());
+      if (std::isfinite(length)) shape.boundaryLength += length;
     }
   }
   shape.euler = shape.vertices - ends / 2 + mesh.getNumTriangles();

@@ -16,7 +16,7 @@ struct MeshShape {
   int pieces = 0;
   int boundaryLoops = 0;
   std::int64_t boundaryEdges = 0;  ///< along which one triangle runs, and none back
-  double boundaryLength = 0;       ///< model units
+  double boundaryLength = 0;       ///< of those that are finite, model units
   std::int64_t euler = 0;          ///< vertices - edges + triangles
 
   /// Handles of a mesh in one piece that is manifold and oriented.

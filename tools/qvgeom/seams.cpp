@@ -11,8 +11,13 @@ using qvGeom::CompactMesh;
 
 namespace {
 
+// What counts as a shorter boundary, as a share of the distance: the least that is joined is as long as that,
+// and sums of lengths differ by their order.
+constexpr double kShorter = 1e-3;
+
 // Splits the vertices at which boundaries meet: what is recorded of a boundary passes each vertex once, so
-// that the others there would be cut short.
+// that the others there would be cut short. Not while edges have more than two triangles, which would have to
+// be deleted before.
 void splitMeetings(CompactMesh& mesh) {
   qvGeom::SimpleMeshCache cache;
   const auto adjTris = cache.getAdjTris(mesh);
@@ -25,9 +30,6 @@ void splitMeetings(CompactMesh& mesh) {
 
 Stitched stitchMesh(CompactMesh& mesh, const SeamPlan& plan, Console& console) {
   console.progress().setCaption("stitching");
-  // What is left of the surroundings of a boundary comes back without them.
-  if (mesh.getUVs()) console.warn("the texture coordinates are left out");
-  mesh.deleteUVs();
   Stitched result;
   result.before = shapeOf(mesh, console);
   CompactMesh split = mesh;
@@ -40,10 +42,15 @@ Stitched stitchMesh(CompactMesh& mesh, const SeamPlan& plan, Console& console) {
                            plan.distance, plan.seam);
   console.throwIfInterrupted();
   if (result.done) {
+    // The surroundings of boundaries come back without them.
+    if (mesh.getUVs()) console.warn("the texture coordinates are left out");
+    split.deleteUVs();
+    refreshNormals(split);
     mesh.swap(split);
-    refreshNormals(mesh);
   }
   result.after = shapeOf(mesh, console);
+  // Not by the number of edges, of which splits make more where boundaries part.
+  result.anyJoined = result.before.boundaryLength - result.after.boundaryLength > kShorter * plan.distance;
   return result;
 }
 

@@ -22,19 +22,17 @@ struct SeamPlan {
 /// What stitching did to a mesh.
 struct Stitched {
   bool done = false;
+  bool anyJoined = false;
   MeshShape before, after;
 
-  /// Whether boundaries found another side. Their number may grow all the same: where they part, edges are
-  /// split.
-  bool anyJoined() const { return done && after.boundaryLength < before.boundaryLength; }
   std::string asText() const;
   nlohmann::ordered_json asJson() const;
 };
 
-/// Joins boundaries that run side by side, without the texture coordinates. Vertices at which boundaries meet
-/// are split before; the loops are those of then. Where it cannot be done, the rest of the mesh stays as it
-/// is. Normals are computed anew where there are some. Throws failures: usage, for a number that no loop has;
-/// interrupted.
+/// Joins boundaries that run side by side, or leaves the mesh as it is where that cannot be done. Vertices at
+/// which boundaries meet are split before; the loops are those of then. Texture coordinates are left out,
+/// with a warning; normals are computed anew where there are some. Throws failures: usage, for a number that
+/// no loop has; interrupted.
 Stitched stitchMesh(qvGeom::CompactMesh& mesh, const SeamPlan& plan, Console& console);
 
 }  // namespace tool

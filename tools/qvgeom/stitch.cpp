@@ -33,7 +33,7 @@ ExitCode runStitch(const Options& options, Console& console) {
     json.update(result.asJson());
     writeStandardOutput(dump(json));
   }
-  return result.anyJoined() ? written : kDefectsRemain;
+  return result.anyJoined ? written : kDefectsRemain;
 }
 
 }  // namespace
@@ -55,10 +55,9 @@ Verb makeStitch(CLI::App& program) {
   options->plan.boundaries.addTo(*app);
   app->add_flag("--json", options->json, "print the counts on standard output");
   app->footer(
-      "Vertices at which boundaries meet are split first; the loops of then are numbered by their lowest\n"
-      "vertex. Pieces that face the other way than their neighbours are turned over. The output is written "
-      "in\n"
-      "any case; the exit code is 1 when nothing was joined.\n\n"
+      "Vertices at which boundaries meet are split first; loops are then numbered by their lowest vertex.\n"
+      "Pieces that face the other way than their neighbours are turned over. The output is written in any\n"
+      "case; the exit code is 1 when nothing was joined.\n\n"
       "Examples:\n  qvgeom stitch --distance 0.01 halves.obj -o whole.obj\n"
       "  qvgeom stitch --distance 0.5 --seam 0.2 --boundaries 0,2 --json patches.obj -o joined.obj");
   return {app, [options](Console& console) { return runStitch(*options, console); }};
